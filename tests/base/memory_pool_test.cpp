@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <ztbase/base/memory_pool.h>
+
+using namespace ZtBase;
+
+namespace {
+
+struct Granted {
+    void* block;
+    unsigned told;
+};
+Granted Allocate(unsigned size) {
+    Granted g{nullptr, 12345};
+    g.block = gMemoryPoolManager.AllocateBlock(size, g.told);
+    return g;
+}
+
+TEST(MemoryPool, GrantedSizesFollowTheSixteenByteClassesAndTheHeader) {
+    struct Case {
+        unsigned asked, told, whole;
+    } cases[] = {
+        {1, 8, 16},          // 9 bytes with the header: the 16-byte class
+        {8, 8, 16},          // exactly 16 with the header
+        {9, 24, 32},         // 17 with the header: the next class
+        {0, 8, 16},          // the header alone still needs a block
+        {1008, 1016, 1024},  // the largest class
+        {1016, 1016, 1024},  // 1,024 with the header: still the largest class
+        {1017, 1017, 1025},  // 1,025 with the header bypasses the classes: exactly what was asked
+        {100000, 100000, 100008},
+    };
+    for (const Case& c : cases) {
+        Granted g = Allocate(c.asked);
+        ASSERT_NE(g.block, nullptr) << c.asked;
+        EXPECT_EQ(g.told, c.told) << "asked " << c.asked;
+        EXPECT_EQ(CMemoryPoolManager::BlockGrantedSize(g.block), c.whole) << "asked " << c.asked;
+        EXPECT_LT(CMemoryPoolManager::BlockPoolIndex(g.block), CMemoryPoolManager::kPoolCount);
+        std::memset(g.block, 0xAB, g.told);  // the whole granted size is usable
+        gMemoryPoolManager.ReleaseBlock(g.block);
+    }
+    gMemoryPoolManager.ReleaseBlock(nullptr);  // ignored
+}
+
+TEST(MemoryPool, PoolRefusesZeroAndRecyclesBlocksOfItsClass) {
+    CMemoryPool pool;
+    unsigned granted = 99;
+    EXPECT_EQ(pool.AllocateBlock(0, granted), nullptr);
+    EXPECT_EQ(granted, 0u);
+
+    void* a = pool.AllocateBlock(40, granted);
+    EXPECT_EQ(granted, 48u);
+    pool.ReleaseBlock(a, granted);
+    EXPECT_EQ(pool.CachedBlocks(2), 1u);
+    // Any size of the same class gets the cached block back; another class does not.
+    void* other = pool.AllocateBlock(50, granted);
+    EXPECT_EQ(granted, 64u);
+    EXPECT_NE(other, a);
+    void* again = pool.AllocateBlock(33, granted);
+    EXPECT_EQ(again, a);
+    EXPECT_EQ(granted, 48u);
+    EXPECT_EQ(pool.CachedBlocks(2), 0u);
+
+    // Large blocks are never cached.
+    void* big = pool.AllocateBlock(5000, granted);
+    EXPECT_EQ(granted, 5000u);
+    pool.ReleaseBlock(big, granted);
+    pool.ReleaseBlock(again, 48);
+    pool.ReleaseBlock(other, 64);
+    pool.ReleaseBlock(nullptr, 16);
+    EXPECT_EQ(pool.CachedBlocks(2), 1u);
+    EXPECT_EQ(pool.CachedBlocks(3), 1u);
+    pool.ReleaseMemory();
+    EXPECT_EQ(pool.CachedBlocks(2), 0u);
+    EXPECT_EQ(pool.CachedBlocks(3), 0u);
+    EXPECT_EQ(pool.CachedBlocks(64), 0u);
+}
+
+TEST(MemoryPool, ConsecutiveRequestsAreSpreadOverThePools) {
+    std::vector<void*> blocks;
+    std::vector<bool> seen(CMemoryPoolManager::kPoolCount);
+    for (unsigned i = 0; i < CMemoryPoolManager::kPoolCount; ++i) {
+        blocks.push_back(Allocate(24).block);
+        seen[CMemoryPoolManager::BlockPoolIndex(blocks.back())] = true;
+    }
+    // On one thread the counter is not disturbed: 64 requests visit all 64 pools.
+    for (unsigned i = 0; i < CMemoryPoolManager::kPoolCount; ++i) EXPECT_TRUE(seen[i]) << "pool " << i;
+    for (void* b : blocks) gMemoryPoolManager.ReleaseBlock(b);
+}
+
+TEST(MemoryPool, ABlockReleasedOnAnotherThreadReturnsToItsOwnPool) {
+    Granted g = Allocate(200);  // whole block 208: class 12
+    const unsigned pool = CMemoryPoolManager::BlockPoolIndex(g.block);
+    const unsigned cls = (CMemoryPoolManager::BlockGrantedSize(g.block) - 1) / 16;
+    const unsigned before = gMemoryPoolManager.GetPool(pool).CachedBlocks(cls);
+    std::thread([&] { gMemoryPoolManager.ReleaseBlock(g.block); }).join();
+    EXPECT_EQ(gMemoryPoolManager.GetPool(pool).CachedBlocks(cls), before + 1);
+}
+
+TEST(MemoryPoolDeathTest, AfterPreparingForCloseBlocksAreFreedAtOnce) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            Granted g = Allocate(100);
+            const unsigned pool = CMemoryPoolManager::BlockPoolIndex(g.block);
+            gMemoryPoolManager.PrepareForProgramClose();
+            bool ok = CMemoryPoolManager::IsClosing() == 1;
+            for (unsigned k = 0; k < CMemoryPool::kClassCount; ++k)
+                ok = ok && gMemoryPoolManager.GetPool(pool).CachedBlocks(k) == 0;
+            gMemoryPoolManager.ReleaseBlock(g.block);
+            for (unsigned k = 0; k < CMemoryPool::kClassCount; ++k)
+                ok = ok && gMemoryPoolManager.GetPool(pool).CachedBlocks(k) == 0;
+            std::exit(ok ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// Several threads allocate, fill, check and release blocks of random sizes, some of them released by
+// a different thread than the one that allocated them. A block handed out twice shows as a pattern
+// overwritten by another thread.
+TEST(MemoryPool, ConcurrentUseNeverHandsOutOneBlockTwice) {
+    constexpr int kThreads = 4, kRounds = 4000;
+    std::atomic<void*> exchange[kThreads] = {};
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            std::mt19937 rng(static_cast<unsigned>(t) * 7919u + 1u);
+            std::vector<std::pair<unsigned char*, unsigned>> live;
+            for (int r = 0; r < kRounds; ++r) {
+                const unsigned size = 1 + rng() % 1500;
+                unsigned granted = 0;
+                auto* p = static_cast<unsigned char*>(gMemoryPoolManager.AllocateBlock(size, granted));
+                if (!p || granted < size) ++failures;
+                std::memset(p, t + 1, granted);
+                live.emplace_back(p, granted);
+                if (live.size() > 32 || rng() % 3 == 0) {
+                    auto [q, n] = live[rng() % live.size()];
+                    for (unsigned i = 0; i < n; ++i)
+                        if (q[i] != t + 1) {
+                            ++failures;
+                            break;
+                        }
+                    std::erase(live, std::make_pair(q, n));
+                    // Hand every fourth block to the next thread to release.
+                    if (r % 4 == 0) q = static_cast<unsigned char*>(exchange[(t + 1) % kThreads].exchange(q));
+                    gMemoryPoolManager.ReleaseBlock(q);
+                }
+            }
+            for (auto [q, n] : live) gMemoryPoolManager.ReleaseBlock(q);
+        });
+    }
+    for (auto& th : threads) th.join();
+    for (auto& e : exchange) gMemoryPoolManager.ReleaseBlock(e.load());
+    EXPECT_EQ(failures.load(), 0);
+}
+
+}  // namespace

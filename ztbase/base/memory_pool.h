@@ -1,0 +1,72 @@
+// Small-block memory pools. The manager spreads requests round-robin over 64 pools, each with its own
+// lock and 64 free lists in 16-byte size classes up to 1,024 bytes; larger requests go to malloc. Every
+// block handed out carries an 8-byte header (granted size, pool index) so that releasing needs only the
+// pointer.
+#pragma once
+
+#include "ztbase/base/export.h"
+#include "ztbase/base/spin_lock.h"
+
+namespace ZtBase {
+
+class ZTBASE_API CMemoryPool {
+public:
+    static constexpr unsigned kClassCount = 64;
+    static constexpr unsigned kClassStep = 16;
+    static constexpr unsigned kLargest = kClassCount * kClassStep;  // 1,024
+
+    constexpr CMemoryPool() noexcept = default;
+    CMemoryPool(const CMemoryPool&) = delete;
+    CMemoryPool& operator=(const CMemoryPool&) = delete;
+
+    // Size 0 gives null and granted 0. Up to 1,024 bytes the request is rounded up to its class and
+    // served from the free list when it can be; larger requests are passed to malloc unchanged.
+    void* AllocateBlock(unsigned size, unsigned& granted);
+    // A null pointer is ignored. Blocks of a class size are kept for reuse unless the process is closing.
+    void ReleaseBlock(void* block, unsigned size);
+    // Frees every cached block.
+    void ReleaseMemory();
+
+    // Blocks cached on the free list of class k (for tests and statistics).
+    unsigned CachedBlocks(unsigned sizeClass) const;
+
+private:
+    struct FreeBlock {
+        FreeBlock* next;
+    };
+    FreeBlock* m_free[kClassCount] = {};
+    // The pool's lock only guards a free-list push or pop, so a spin lock serves better than a
+    // re-entrant critical section here; no caller can observe the difference.
+    mutable detail::SpinLock m_lock;
+};
+
+class ZTBASE_API CMemoryPoolManager {
+public:
+    static constexpr unsigned kPoolCount = 64;
+    static constexpr unsigned kHeaderSize = 8;
+
+    constexpr CMemoryPoolManager() noexcept = default;
+    CMemoryPoolManager(const CMemoryPoolManager&) = delete;
+    CMemoryPoolManager& operator=(const CMemoryPoolManager&) = delete;
+
+    // Returns size bytes (or more: granted tells how many are usable), or null with granted 0 when the
+    // pool could not allocate. Never throws.
+    void* AllocateBlock(unsigned size, unsigned& granted);
+    void ReleaseBlock(void* block);
+    void ReleaseMemory();
+    // From here on every released block is freed at once; nothing is cached while the process ends.
+    void PrepareForProgramClose();
+
+    CMemoryPool& GetPool(unsigned index) { return m_pools[index % kPoolCount]; }
+    // The header in front of a block handed out by AllocateBlock.
+    static unsigned BlockGrantedSize(const void* block);  // whole block, header included
+    static unsigned BlockPoolIndex(const void* block);
+    static unsigned char IsClosing();
+
+private:
+    CMemoryPool m_pools[kPoolCount];
+};
+
+ZTBASE_API extern CMemoryPoolManager gMemoryPoolManager;
+
+}  // namespace ZtBase

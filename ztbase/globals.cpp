@@ -1,0 +1,37 @@
+// Every exported global object of the library, in one place and in dependency order: within this
+// translation unit construction follows the order below and destruction is the reverse.
+//
+// The memory pools and the character tables are constant-initialised: they are usable before any
+// constructor of the library has run, so static objects elsewhere may create strings at any time.
+
+#include "ztbase/base/log.h"
+#include "ztbase/base/memory_pool.h"
+#include "ztbase/strings/chardefs.h"
+
+namespace ZtBase {
+
+constinit CMemoryPoolManager gMemoryPoolManager;
+
+#define ZT_CHARDEF1(n) detail::MakeCharDef(n),
+#define ZT_CHARDEF4(n) ZT_CHARDEF1(n) ZT_CHARDEF1(n + 1) ZT_CHARDEF1(n + 2) ZT_CHARDEF1(n + 3)
+#define ZT_CHARDEF16(n) ZT_CHARDEF4(n) ZT_CHARDEF4(n + 4) ZT_CHARDEF4(n + 8) ZT_CHARDEF4(n + 12)
+#define ZT_CHARDEF64(n) ZT_CHARDEF16(n) ZT_CHARDEF16(n + 16) ZT_CHARDEF16(n + 32) ZT_CHARDEF16(n + 48)
+constinit const CCharDef ICCharacters[256] = {ZT_CHARDEF64(0) ZT_CHARDEF64(64) ZT_CHARDEF64(128) ZT_CHARDEF64(192)};
+#undef ZT_CHARDEF64
+#undef ZT_CHARDEF16
+#undef ZT_CHARDEF4
+#undef ZT_CHARDEF1
+
+#define ZT_RANK1(n) detail::CollationRank(n),
+#define ZT_RANK4(n) ZT_RANK1(n) ZT_RANK1(n + 1) ZT_RANK1(n + 2) ZT_RANK1(n + 3)
+#define ZT_RANK16(n) ZT_RANK4(n) ZT_RANK4(n + 4) ZT_RANK4(n + 8) ZT_RANK4(n + 12)
+#define ZT_RANK64(n) ZT_RANK16(n) ZT_RANK16(n + 16) ZT_RANK16(n + 32) ZT_RANK16(n + 48)
+constinit unsigned char ICSortMap[256] = {ZT_RANK64(0) ZT_RANK64(64) ZT_RANK64(128) ZT_RANK64(192)};
+#undef ZT_RANK64
+#undef ZT_RANK16
+#undef ZT_RANK4
+#undef ZT_RANK1
+
+CLogManager gLog;
+
+}  // namespace ZtBase
