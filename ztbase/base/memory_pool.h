@@ -34,7 +34,7 @@ private:
     struct FreeBlock {
         FreeBlock* next;
     };
-    FreeBlock* m_free[kClassCount] = {};
+    alignas(64) FreeBlock* m_free[kClassCount] = {};  // pools never share a cache line
     // The pool's lock only guards a free-list push or pop, so a spin lock serves better than a
     // re-entrant critical section here; no caller can observe the difference.
     mutable detail::SpinLock m_lock;

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "ztbase/base/exception_base.h"
 #include "ztbase/strings/basic_str.h"
@@ -261,11 +264,29 @@ inline unsigned FindForward(const Ch* text, unsigned len, const Ch* pat, unsigne
         const void* hit = memmem(text + from, len - from, pat, plen);
         return hit ? unsigned(static_cast<const Ch*>(hit) - text) : ~0u;
     } else {
-        const Ch first = pat[0];
-        const unsigned last = len - plen;
-        for (unsigned i = from; i <= last; ++i) {
-            if (text[i] != first) continue;
-            if (std::memcmp(text + i + 1, pat + 1, std::size_t(plen - 1) * sizeof(Ch)) == 0) return i;
+        // Scan for the first unit (eight at a time where the processor allows), then check the rest.
+        const Ch first = pat[0], lastUnit = pat[plen - 1];
+        const Ch* p = text + from;
+        const Ch* const stop = text + (len - plen) + 1;  // one past the last possible start
+        while (p < stop) {
+#if defined(__SSE2__)
+            const __m128i want = _mm_set1_epi16(static_cast<short>(first));
+            while (stop - p >= 8) {
+                const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+                const int mask = _mm_movemask_epi8(_mm_cmpeq_epi16(units, want));
+                if (mask) {
+                    p += __builtin_ctz(static_cast<unsigned>(mask)) / 2;
+                    break;
+                }
+                p += 8;
+            }
+#endif
+            while (p < stop && *p != first) ++p;
+            if (p == stop) break;
+            if (p[plen - 1] == lastUnit &&
+                std::memcmp(p + 1, pat + 1, std::size_t(plen > 1 ? plen - 1 : 0) * sizeof(Ch)) == 0)
+                return unsigned(p - text);
+            ++p;
         }
         return ~0u;
     }

@@ -112,8 +112,11 @@ constexpr CCharDef MakeCharDef(unsigned c) {
             d.lowerCase = d.lowerCase2 = d.upperCase = 0xDF;
             d.baseLetter = 's';
             d.isUpper = 0;
-        } else if (c == 0xFF) {  // y diaeresis: upper form 0x9F
+        } else if (c == 0xFF) {  // y diaeresis (index 31 of the table above is sharp s): upper form 0x9F
             d.upperCase = 0x9F;
+            d.baseLetter = 'y';
+            d.sortKey = 'Y';
+            d.diacritic = '"';
         }
     } else if (c == 0x8A || c == 0x9A) {  // S and s caron: a case pair that is otherwise no letter
         d.lowerCase = d.lowerCase2 = 0x9A;

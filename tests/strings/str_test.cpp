@@ -1,0 +1,538 @@
+// CStr: construction, access, editing, capacity, copy on write, search, parsing and character sets.
+#include "ztbase/strings/str.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ztbase/strings/codepages.h"
+
+using namespace ZtBase;
+
+namespace {
+
+// The exact text of a string, embedded zeros included.
+std::string T(const CStr& s) {
+    return std::string(s.c_str(), s.Length());
+}
+
+TEST(CStrConstruction, NullEmptyAndCountedForms) {
+    EXPECT_TRUE(CStr(static_cast<const char*>(nullptr)).IsNull());
+    EXPECT_TRUE(CStr("").IsNull());
+    EXPECT_TRUE(CStr("abc", 0).IsNull());
+    EXPECT_TRUE(CStr(static_cast<const char*>(nullptr), 4).IsNull());
+    EXPECT_TRUE(CStr('\0', 5).IsNull());
+    EXPECT_EQ(T(CStr('x', 3)), "xxx");
+    EXPECT_EQ(T(CStr("abcdef", 3)), "abc");
+    // An embedded zero shortens the counted form.
+    CStr z("ab\0cd", 5);
+    EXPECT_EQ(z.Length(), 2u);
+    EXPECT_EQ(T(z), "ab");
+    CStr c;
+    c = 'q';
+    EXPECT_EQ(T(c), "q");
+}
+
+TEST(CStrConstruction, NullHandleIsAValidEmptyString) {
+    CStr n;
+    ASSERT_NE(static_cast<const char*>(n), nullptr);
+    EXPECT_STREQ(static_cast<const char*>(n), "");
+    EXPECT_EQ(n.Length(), 0u);
+    EXPECT_EQ(n.GetLength(), 0u);
+    EXPECT_EQ(n.Size(), 0u);
+    EXPECT_EQ(n[0], 0);
+    EXPECT_EQ(n.LastChar(), 0);
+    n.Blank();
+    EXPECT_TRUE(n.IsNull());
+}
+
+// A body asks the pool for (characters + terminator) + 12 bytes; the pool adds an 8-byte header and
+// rounds up to 16 (up to 1,024 bytes), granting that less 8. Capacity = granted - 12.
+TEST(CStrCapacity, FollowsTheSizeThePoolGranted) {
+    EXPECT_EQ(CStr("a").Size(), 12u);
+    EXPECT_EQ(CStr(std::string(11, 'a').c_str()).Size(), 12u);  // 12 + 12 + 8 = 32
+    EXPECT_EQ(CStr(std::string(12, 'a').c_str()).Size(), 28u);  // 33 -> 48
+    EXPECT_EQ(CStr(std::string(27, 'a').c_str()).Size(), 28u);  // 48
+    EXPECT_EQ(CStr(std::string(28, 'a').c_str()).Size(), 44u);  // 49 -> 64
+    EXPECT_EQ(CStr(std::string(2000, 'a').c_str()).Size(), 2001u) << "large blocks are granted as asked";
+}
+
+TEST(CStrCapacity, GrowthDoublesTheNeedPlusFour) {
+    CStr s(std::string(11, 'a').c_str());
+    ASSERT_EQ(s.Size(), 12u);
+    s += 'b';  // need 13 -> 2*13+4 = 30 characters -> 42 bytes asked -> block 64 -> capacity 44
+    EXPECT_EQ(s.Size(), 44u);
+    EXPECT_EQ(T(s), std::string(11, 'a') + "b");
+    // A shared body that is big enough is copied at the size needed, without growth.
+    CStr t(s);
+    t += 'c';  // need 14 -> 26 bytes asked -> block 48 -> capacity 28
+    EXPECT_EQ(t.Size(), 28u);
+    EXPECT_EQ(s.Size(), 44u);
+    EXPECT_EQ(s.Length(), 12u);
+    CStr e;
+    e += 'a';
+    EXPECT_EQ(e.Size(), 12u) << "no growth factor for a first body";
+    CStr f;
+    f.Assure(40);  // 41 + 12 + 8 = 61 -> 64
+    EXPECT_EQ(f.Size(), 44u);
+    EXPECT_EQ(f.Length(), 0u);
+}
+
+TEST(CStrCopyOnWrite, CopiesShareAndEditsArePrivate) {
+    CStr a("hello");
+    CStr b(a);
+    CStr c;
+    c = b;
+    EXPECT_EQ(a.GetRep(), b.GetRep());
+    EXPECT_EQ(a.GetRep(), c.GetRep());
+    EXPECT_EQ(a.GetRep()->refCount, 3);
+    b += '!';
+    EXPECT_NE(a.GetRep(), b.GetRep());
+    EXPECT_EQ(T(a), "hello");
+    EXPECT_EQ(T(b), "hello!");
+    EXPECT_EQ(a.GetRep()->refCount, 2);
+    EXPECT_EQ(c.SetChar(0, 'j'), 'j');
+    EXPECT_EQ(T(a), "hello");
+    EXPECT_EQ(T(c), "jello");
+    CStr d(a);
+    d.Upper();
+    EXPECT_EQ(T(a), "hello");
+    EXPECT_EQ(T(d), "HELLO");
+    CStr e(a);
+    e.Delete(0, 1);
+    e.Insert(0, 'y');
+    e.TrimTrailing('o');
+    e.DeleteLastChar(1);
+    EXPECT_EQ(T(a), "hello");
+    EXPECT_EQ(T(e), "yel");
+    CStr f(a);
+    f.CopySelf(1, 2);
+    EXPECT_EQ(T(f), "el");
+    EXPECT_EQ(T(a), "hello");
+    EXPECT_EQ(a.GetRep()->refCount, 1);
+}
+
+TEST(CStrCopyOnWrite, ConcurrentCopiesKeepTheCount) {
+    CStr shared("shared text");
+    std::vector<std::thread> pool;
+    for (int t = 0; t < 4; ++t)
+        pool.emplace_back([&shared] {
+            for (int k = 0; k < 20000; ++k) {
+                CStr copy(shared);
+                CStr other;
+                other = copy;
+                other += 'x';  // a private body; the shared one is only read
+                if (other.Length() != shared.Length() + 1) std::abort();
+            }
+        });
+    for (auto& th : pool) th.join();
+    EXPECT_EQ(shared.GetRep()->refCount, 1);
+    EXPECT_EQ(T(shared), "shared text");
+}
+
+TEST(CStrAccess, OutOfRangeReadsAndWritesNeverFail) {
+    CStr s("abc");
+    EXPECT_EQ(s[-1], 0);
+    EXPECT_EQ(s[3], 0);
+    EXPECT_EQ(s[2], 'c');
+    EXPECT_EQ(s[static_cast<short>(-1)], 0);
+    EXPECT_EQ(s[static_cast<unsigned short>(3)], 0);
+    EXPECT_EQ(s[3u], 0);
+    EXPECT_EQ(s[0xFFFFFFFFu], 0);
+    EXPECT_EQ(s.LastChar(0), 'c');
+    EXPECT_EQ(s.LastChar(1), 'b');
+    EXPECT_EQ(s.LastChar(1000), 'a') << "clamped to the first character";
+    EXPECT_EQ(s.SetChar(3, 'x'), 0);
+    EXPECT_EQ(s.SetChar(100, 'x'), 0);
+    EXPECT_EQ(T(s), "abc");
+    CStr n;
+    EXPECT_EQ(n.SetChar(0, 'x'), 0);
+    EXPECT_TRUE(n.IsNull());
+    s.Delete(3, 1);
+    s.Delete(100, 5);
+    EXPECT_EQ(T(s), "abc");
+    s.Delete(1, 100);
+    EXPECT_EQ(T(s), "a");
+    n.Delete(0, 1);
+    EXPECT_TRUE(n.IsNull());
+}
+
+TEST(CStrAccess, CharacterEquality) {
+    EXPECT_TRUE(CStr("a") == 'a');
+    EXPECT_FALSE(CStr("aa") == 'a');
+    EXPECT_FALSE(CStr("b") == 'a');
+    EXPECT_TRUE(CStr() != 'a');
+    EXPECT_TRUE(CStr("ab") != 'a');
+}
+
+TEST(CStrEditing, AppendAndConcatenate) {
+    CStr s("ab");
+    s += '\0';
+    EXPECT_EQ(s.Length(), 2u) << "appending the character 0 does nothing";
+    s += CStr("cd");
+    s += CStr();
+    EXPECT_EQ(T(s), "abcd");
+    EXPECT_EQ(T(CStr("x") + CStr("y")), "xy");
+    EXPECT_EQ(T(CStr("x") + "yz"), "xyz");
+    EXPECT_EQ(T("w" + CStr("x")), "wx");
+    EXPECT_EQ(T(CStr("x") + 'q'), "xq");
+    EXPECT_EQ(T('q' + CStr("x")), "qx");
+    EXPECT_EQ(T(CStr() + CStr()), "");
+    // Many appends in a row keep every character.
+    CStr many;
+    std::string ref;
+    for (int i = 0; i < 3000; ++i) {
+        char c = static_cast<char>('a' + i % 26);
+        many += c;
+        ref += c;
+    }
+    EXPECT_EQ(T(many), ref);
+    EXPECT_GE(many.Size(), many.Length() + 1);
+}
+
+TEST(CStrEditing, InsertDeleteCopy) {
+    CStr s("ac");
+    s.Insert(1, 'b');
+    EXPECT_EQ(T(s), "abc");
+    s.Insert(0, CStr("xy"));
+    EXPECT_EQ(T(s), "xyabc");
+    s.Insert(s.Length(), CStr("!"));
+    EXPECT_EQ(T(s), "xyabc!");
+    s.Delete(0, 2);
+    EXPECT_EQ(T(s), "abc!");
+    EXPECT_EQ(T(s.Copy(1, 2)), "bc");
+    EXPECT_EQ(T(s.Copy(1)), "bc!");
+    EXPECT_EQ(T(s.Copy(2, 100)), "c!");
+    EXPECT_TRUE(s.Copy(4, 1).IsNull());
+    EXPECT_TRUE(s.Copy(100).IsNull());
+    EXPECT_TRUE(s.Copy(0, 0).IsNull());
+    CStr t("hello");
+    t.CopySelf(10);
+    EXPECT_TRUE(t.IsNull());
+    CStr u("hello");
+    u.DeleteLastChar(2);
+    EXPECT_EQ(T(u), "hel");
+    u.DeleteLastChar(10);
+    EXPECT_EQ(u.Length(), 0u);
+}
+
+TEST(CStrEditing, TrimAndPad) {
+    CStr s("  ab  ");
+    s.Trim();
+    EXPECT_EQ(T(s), "ab");
+    CStr x("xxaxx");
+    x.TrimLeading('x');
+    EXPECT_EQ(T(x), "axx");
+    x.TrimTrailing('x');
+    EXPECT_EQ(T(x), "a");
+    CStr all("xxx");
+    all.Trim('x');
+    EXPECT_EQ(all.Length(), 0u);
+
+    CStr c("ab");
+    c.Pad(5, '*', eCenter);
+    EXPECT_EQ(T(c), "*ab**");
+    CStr r("ab");
+    r.Pad(5, '*', eRightJustify);
+    EXPECT_EQ(T(r), "***ab");
+    CStr l("ab");
+    l.Pad(5, '*', eLeftJustify);
+    EXPECT_EQ(T(l), "ab***");
+    CStr c2("ab");
+    c2.Pad(6, '.', eCenter);
+    EXPECT_EQ(T(c2), "..ab..");
+    CStr same("abc");
+    same.Pad(3, '*');
+    same.Pad(1, '*');
+    EXPECT_EQ(T(same), "abc");
+    CStr n;
+    n.Pad(3, '-');
+    EXPECT_EQ(T(n), "---");
+}
+
+TEST(CStrCase, MapsThroughTheCharacterTable) {
+    CStr s("\xE9lan \xDF\xFF");  // élan ß ÿ
+    EXPECT_EQ(T(s.StrUpper()), "\xC9LAN \xDF\x9F") << "ß stays, ÿ becomes 0x9F";
+    EXPECT_EQ(T(s), "\xE9lan \xDF\xFF") << "the value forms leave the original alone";
+    EXPECT_EQ(T(CStr("\xC9T\xC9").StrLower()), "\xE9t\xE9");
+    EXPECT_EQ(T(CStr("\xC9t\xE9 \x8C\x9C").StrStrip()), "Ete Oo");
+    EXPECT_EQ(T(CStr("\xC9t\xE9 \xDF").StrSanitize()), "ETE S");
+    CStr f("\xE9lan");
+    f.FirstUpper();
+    EXPECT_EQ(T(f), "\xC9lan");
+    CStr g("abc");
+    g.Lower();
+    g.Upper();
+    EXPECT_EQ(T(g), "ABC");
+    CStr n;
+    n.Upper();
+    n.FirstUpper();
+    EXPECT_EQ(n.Length(), 0u);
+}
+
+// ---- search --------------------------------------------------------------------------------------
+
+TEST(CStrFind, ForwardPositionIsCountedFromStart) {
+    unsigned pos = 99;
+    CStr s("abcab");
+    ASSERT_TRUE(s.Find(CStr("b"), pos, eExact, 2));
+    EXPECT_EQ(pos, 2u) << "index 4, counted from start 2";
+    ASSERT_TRUE(s.Find(CStr("ab"), pos));
+    EXPECT_EQ(pos, 0u);
+    ASSERT_TRUE(s.Find(CStr("ca"), pos, eExact, 1));
+    EXPECT_EQ(pos, 1u);
+    EXPECT_FALSE(s.Find(CStr("abc"), pos, eExact, 1));
+    // A forward search does not apply the end bound.
+    ASSERT_TRUE(s.Find(CStr("ab"), pos, eExact, 1, 2, 1));
+    EXPECT_EQ(pos, 2u);
+}
+
+TEST(CStrFind, NothingToSearch) {
+    unsigned pos = 0;
+    EXPECT_FALSE(CStr().Find(CStr("a"), pos));
+    EXPECT_FALSE(CStr("abc").Find(CStr(), pos));
+    EXPECT_FALSE(CStr("abc").Find(CStr("c"), pos, eExact, 3)) << "start at the length";
+    EXPECT_FALSE(CStr("abc").Find(CStr("c"), pos, eExact, 50));
+    EXPECT_FALSE(CStr("abc").Find(CStr("abcd"), pos));
+}
+
+TEST(CStrFind, BackwardSearchStaysWithinStartAndEnd) {
+    CStr s("abcabc");
+    unsigned pos = 99;
+    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 0, 0xFFFFFFFFu, 0));
+    EXPECT_EQ(pos, 4u) << "the last occurrence";
+    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 0, 3, 0));
+    EXPECT_EQ(pos, 1u) << "the end bound excludes the one at 4";
+    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 2, 5, 0));
+    EXPECT_EQ(pos, 2u) << "index 4 counted from start 2";
+    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 1, 2, 0));
+    EXPECT_EQ(pos, 0u) << "exactly the range";
+    EXPECT_FALSE(s.Find(CStr("bc"), pos, eExact, 1, 1, 0)) << "the pattern is longer than the range";
+    ASSERT_TRUE(s.Find(CStr("ab"), pos, eExact, 1, 5, 0));
+    EXPECT_EQ(pos, 2u) << "the one at 0 is before start; the one at 3 is found";
+    EXPECT_FALSE(s.Find(CStr("ab"), pos, eExact, 1, 3, 0)) << "the one at 3 would end past end";
+    ASSERT_TRUE(s.Find(CStr("a"), pos, eExact, 0, 2, 0));
+    EXPECT_EQ(pos, 0u);
+}
+
+TEST(CStrFind, PatternModesTransformBothSides) {
+    unsigned pos = 99;
+    CStr s("caf\xE9 CAF\xC9");  // café CAFÉ
+    ASSERT_TRUE(s.Find(CStr("e"), pos, eIgnoreDiacritics));
+    EXPECT_EQ(pos, 3u);
+    ASSERT_TRUE(s.Find(CStr("\xC9"), pos, eIgnoreDiacritics));  // É, stripped to E
+    EXPECT_EQ(pos, 8u);
+    ASSERT_TRUE(s.Find(CStr("F\xC9"), pos, eIgnoreCase));
+    EXPECT_EQ(pos, 2u);
+    ASSERT_TRUE(s.Find(CStr("fe"), pos, eIgnoreBoth, 3));
+    EXPECT_EQ(pos, 4u) << "index 7 counted from start 3";
+    EXPECT_FALSE(s.Find(CStr("e"), pos, eExact));
+    pos = 0;
+    EXPECT_FALSE(s.Find(CStr("c"), pos, static_cast<ECompareMode>(4)));
+    EXPECT_EQ(pos, s.Length()) << "an unknown mode reports the length";
+}
+
+TEST(CStrFind, OneCharacterModesTwoAndThreeMapOnlyTheCharacter) {
+    unsigned pos = 99;
+    CStr cafe("caf\xE9");
+    EXPECT_FALSE(cafe.Find('e', pos, eIgnoreDiacritics)) << "the string is not stripped";
+    EXPECT_FALSE(cafe.Find('\xE9', pos, eIgnoreDiacritics)) << "é is mapped to e, which is not there";
+    EXPECT_FALSE(cafe.Find('c', pos, eIgnoreBoth)) << "c is mapped to C, the string keeps its c";
+    ASSERT_TRUE(CStr("CAFE").Find('\xE9', pos, eIgnoreBoth));
+    EXPECT_EQ(pos, 3u);
+    ASSERT_TRUE(CStr("cafe").Find('\xE9', pos, eIgnoreDiacritics));
+    EXPECT_EQ(pos, 3u);
+    // Mode 1 upper-cases both the string and the character.
+    ASSERT_TRUE(cafe.Find('A', pos, eIgnoreCase));
+    EXPECT_EQ(pos, 1u);
+    ASSERT_TRUE(cafe.Find('\xC9', pos, eIgnoreCase));
+    EXPECT_EQ(pos, 3u);
+    ASSERT_TRUE(CStr("abcab").Find('b', pos, eExact, 2));
+    EXPECT_EQ(pos, 2u) << "counted from start";
+    EXPECT_FALSE(CStr("abc").Find('a', pos, eExact, 4));
+    EXPECT_FALSE(CStr().Find('a', pos));
+    pos = 0;
+    EXPECT_FALSE(cafe.Find('c', pos, static_cast<ECompareMode>(9)));
+    EXPECT_EQ(pos, 4u);
+    // The pattern search with the same one-character text does strip the string.
+    EXPECT_TRUE(cafe.In(CStr("e"), eIgnoreDiacritics));
+    EXPECT_FALSE(cafe.In('e', eIgnoreDiacritics));
+}
+
+TEST(CStrFind, InAtStartAtEnd) {
+    CStr s("Hello world");
+    EXPECT_TRUE(s.In(CStr("world")));
+    EXPECT_FALSE(s.In(CStr("Hello"), eExact, 1));
+    EXPECT_TRUE(s.In('w'));
+    EXPECT_TRUE(s.AtStart(CStr()));
+    EXPECT_TRUE(s.AtStart(CStr("Hell")));
+    EXPECT_FALSE(s.AtStart(CStr("ello")));
+    EXPECT_TRUE(s.AtStart(CStr("HELLO"), eIgnoreCase));
+    EXPECT_TRUE(s.AtEnd(CStr("world")));
+    EXPECT_TRUE(s.AtEnd(CStr("d")));
+    EXPECT_FALSE(s.AtEnd(CStr("worl")));
+    EXPECT_TRUE(s.AtEnd(CStr("WORLD"), eIgnoreCase));
+    EXPECT_FALSE(CStr("ab").AtEnd(CStr("xab")));
+}
+
+TEST(CStrReplaceAll, ReplacesEveryHitAndContinuesAfterTheReplacement) {
+    CStr s("aXbXc");
+    EXPECT_TRUE(s.ReplaceAll(CStr("X"), CStr("--")));
+    EXPECT_EQ(T(s), "a--b--c");
+    CStr grow("aaa");
+    EXPECT_TRUE(grow.ReplaceAll(CStr("a"), CStr("aa")));
+    EXPECT_EQ(T(grow), "aaaaaa") << "a replacement is not searched again";
+    CStr from("a-a-a");
+    EXPECT_TRUE(from.ReplaceAll(CStr("a"), CStr("bb"), eExact, 1));
+    EXPECT_EQ(T(from), "a-bb-bb") << "hits before start are kept; positions are absolute";
+    CStr del("abab");
+    EXPECT_TRUE(del.ReplaceAll(CStr("b"), CStr()));
+    EXPECT_EQ(T(del), "aa");
+    CStr ci("Hello HELLO hello");
+    EXPECT_TRUE(ci.ReplaceAll(CStr("hello"), CStr("x"), eIgnoreCase));
+    EXPECT_EQ(T(ci), "x x x");
+    CStr none("abc");
+    CStr before(none);
+    EXPECT_FALSE(none.ReplaceAll(CStr("z"), CStr("y")));
+    EXPECT_EQ(T(none), "abc");
+    EXPECT_EQ(T(before), "abc");
+}
+
+// ---- parsing -------------------------------------------------------------------------------------
+
+TEST(CStrConvert, IntegersScanDigitsAndReportNonZero) {
+    int v = 99;
+    EXPECT_FALSE(CStr("0").Convert(v));
+    EXPECT_EQ(v, 0) << "zero converts but reports false";
+    EXPECT_TRUE(CStr(" 42x").Convert(v));
+    EXPECT_EQ(v, 42);
+    EXPECT_TRUE(CStr("-7").Convert(v));
+    EXPECT_EQ(v, -7);
+    EXPECT_TRUE(CStr("+5").Convert(v));
+    EXPECT_EQ(v, 5);
+    EXPECT_TRUE(CStr("1 000").Convert(v));
+    EXPECT_EQ(v, 1000);
+    EXPECT_TRUE(CStr("12abc").Convert(v));
+    EXPECT_EQ(v, 12);
+    EXPECT_FALSE(CStr("abc").Convert(v));
+    EXPECT_EQ(v, 0);
+    v = 5;
+    EXPECT_FALSE(CStr().Convert(v));
+    EXPECT_EQ(v, 0);
+    v = 5;
+    EXPECT_FALSE(CStr("12").Convert(v, eHexadecimal)) << "decimal only";
+    EXPECT_EQ(v, 0);
+
+    short s = 0;
+    EXPECT_TRUE(CStr("70000").Convert(s));
+    EXPECT_EQ(s, static_cast<short>(70000 - 65536)) << "truncated to 16 bits";
+    EXPECT_TRUE(CStr("-3").Convert(s));
+    EXPECT_EQ(s, -3);
+    unsigned short us = 0;
+    EXPECT_TRUE(CStr("65535").Convert(us));
+    EXPECT_EQ(us, 65535);
+    unsigned int u = 0;
+    EXPECT_TRUE(CStr("-1").Convert(u));
+    EXPECT_EQ(u, 0xFFFFFFFFu);
+    EXPECT_TRUE(CStr("4000000000").Convert(u));
+    EXPECT_EQ(u, 4000000000u);
+
+    EXPECT_FALSE(CStr("0").IsNumber());
+    EXPECT_FALSE(CStr("x1").IsNumber());
+    EXPECT_FALSE(CStr().IsNumber());
+    EXPECT_TRUE(CStr("-3").IsNumber());
+    EXPECT_TRUE(CStr(" 1 2").IsNumber());
+}
+
+TEST(CStrConvert, DoubleIsAtofOfAnyText) {
+    double d = 7;
+    EXPECT_TRUE(CStr("2.5").Convert(d));
+    EXPECT_DOUBLE_EQ(d, 2.5);
+    EXPECT_TRUE(CStr("abc").Convert(d)) << "true whatever the text holds";
+    EXPECT_DOUBLE_EQ(d, 0.0);
+    EXPECT_TRUE(CStr("-1e3").Convert(d));
+    EXPECT_DOUBLE_EQ(d, -1000.0);
+    EXPECT_FALSE(CStr().Convert(d));
+    EXPECT_FALSE(CStr("1").Convert(d, eHexadecimal));
+}
+
+TEST(CStrConvert, Hex2Byte) {
+    unsigned v = 7;
+    EXPECT_TRUE(CStr("ff").Hex2Byte(v));
+    EXPECT_EQ(v, 255u);
+    EXPECT_TRUE(CStr("F").Hex2Byte(v)) << "a single character is read as 0F";
+    EXPECT_EQ(v, 15u);
+    EXPECT_TRUE(CStr("  a ").Hex2Byte(v));
+    EXPECT_EQ(v, 10u);
+    EXPECT_TRUE(CStr("abc").Hex2Byte(v)) << "characters after the second are ignored";
+    EXPECT_EQ(v, 0xABu);
+    EXPECT_TRUE(CStr("\xE9"
+                     "1")
+                    .Hex2Byte(v))
+        << "é is upper-cased and read as its base letter E";
+    EXPECT_EQ(v, 0xE1u);
+    EXPECT_FALSE(CStr("1g").Hex2Byte(v));
+    EXPECT_EQ(v, 16u) << "the first digit counts even when the second is not found";
+    EXPECT_FALSE(CStr("g1").Hex2Byte(v));
+    for (unsigned b = 0; b < 256; ++b) {
+        char text[3] = {"0123456789abcdef"[b >> 4], "0123456789ABCDEF"[b & 15], 0};
+        unsigned got = 999;
+        EXPECT_TRUE(CStr(text).Hex2Byte(got)) << text;
+        EXPECT_EQ(got, b) << text;
+    }
+}
+
+// ---- character sets ------------------------------------------------------------------------------
+
+TEST(CStrCharSet, WindowsAndMacintoshAreTheIdentity) {
+    std::string all;
+    for (int c = 1; c < 256; ++c) all += static_cast<char>(c);
+    CStr s(all.c_str());
+    EXPECT_EQ(T(s.StrConvertCharSet(eWindowsCharSet, eMacCharSet)), all);
+    EXPECT_EQ(T(s.StrConvertCharSet(eMacCharSet, eWindowsCharSet)), all);
+    EXPECT_EQ(T(s.StrConvertCharSet(eDOSCharSet, eDOSCharSet)), all);
+    EXPECT_EQ(detail::CharSetTable(eWindowsCharSet, eWindowsCharSet), nullptr);
+    EXPECT_EQ(detail::CharSetTable(static_cast<CharSetIdentifier>(3), eDOSCharSet), nullptr);
+    EXPECT_EQ(detail::CharSetTable(eDOSCharSet, static_cast<CharSetIdentifier>(-1)), nullptr);
+}
+
+TEST(CStrCharSet, DosTablesAreBestFitMaps) {
+    const unsigned char* d2w = detail::CharSetTable(eDOSCharSet, eWindowsCharSet);
+    const unsigned char* w2d = detail::CharSetTable(eWindowsCharSet, eDOSCharSet);
+    const unsigned char* d2m = detail::CharSetTable(eDOSCharSet, eMacCharSet);
+    const unsigned char* m2d = detail::CharSetTable(eMacCharSet, eDOSCharSet);
+    ASSERT_TRUE(d2w && w2d && d2m && m2d);
+    for (int c = 0; c < 128; ++c) {
+        if (c != 0x14 && c != 0x15) {
+            EXPECT_EQ(d2w[c], c);
+        }
+        EXPECT_EQ(w2d[c], c);
+        EXPECT_EQ(d2m[c], c);
+        EXPECT_EQ(m2d[c], c);
+    }
+    EXPECT_EQ(d2w[0x14], 0xB6) << "pilcrow";
+    EXPECT_EQ(d2w[0x15], 0xA7) << "section sign";
+    EXPECT_EQ(d2w[0x82], 0xE9) << "e acute";
+    EXPECT_EQ(w2d[0xE9], 0x82);
+    EXPECT_EQ(d2m[0x82], 0x8E);
+    EXPECT_EQ(m2d[0x8E], 0x82);
+    EXPECT_EQ(d2w[0x9A], 0xDC) << "U diaeresis";
+    EXPECT_EQ(w2d[0x8A], 'S') << "S caron has no DOS form: its base letter";
+    // Every character of the Windows upper half from 0xA0 exists in the DOS code page: a round trip.
+    for (int c = 0xA0; c < 256; ++c) EXPECT_EQ(d2w[w2d[c]], c) << c;
+    CStr s(
+        "Gr\x81\xE1"
+        "e");  // Grüße in the DOS code page
+    s.ConvertCharSet(eDOSCharSet, eWindowsCharSet);
+    EXPECT_EQ(T(s),
+              "Gr\xFC\xDF"
+              "e");
+    s.ConvertCharSet(eWindowsCharSet, eDOSCharSet);
+    EXPECT_EQ(T(s),
+              "Gr\x81\xE1"
+              "e");
+}
+
+}  // namespace

@@ -1,0 +1,324 @@
+#include "ztbase/base/log.h"
+
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "ztbase/base/exceptions.h"
+#include "ztbase/platform/platform.h"
+#include "ztbase/strings/format.h"
+
+namespace ZtBase {
+
+namespace {
+
+std::atomic<bool> gConstructed{false};
+
+// The name under which the log reports to the system log: the whole text, as it stands.
+constexpr char kEventSource[] =
+    "HKEY_LOCAL_"
+    "MACHINE\\System\\CurrentControlSet\\Services\\EventLog\\Application\\ZtBase\\Security\\System";
+
+// Texts of this many units or more go to the system log in pieces of at most this size.
+constexpr std::size_t kEventPiece = 16384;
+
+constexpr unsigned kFixedBuffer = 1024;
+
+const char16_t* FilePrefix(LogTypes type) noexcept {
+    switch (type) {
+        case eLogError:
+            return u"E:  ";
+        case eLogWarning:
+            return u"W:  ";
+        case eLogInformation:
+            return u"I:  ";
+        default:
+            return u"-:  ";
+    }
+}
+
+platform::SystemLogLevel EventType(LogTypes type) noexcept {
+    switch (type) {
+        case eLogUnclassified:
+        case eLogInformation:
+            return platform::SystemLogLevel::kInformation;
+        case eLogWarning:
+            return platform::SystemLogLevel::kWarning;
+        default:
+            return platform::SystemLogLevel::kError;
+    }
+}
+
+// UTF-16 to UTF-8 into out (replaced); unpaired surrogates become U+FFFD.
+void ToUtf8(const unsigned short* s, std::size_t n, std::string& out) {
+    out.clear();
+    out.reserve(n * 3);
+    for (std::size_t i = 0; i < n; ++i) {
+        unsigned c = s[i];
+        if (c < 0x80) {
+            out.push_back(static_cast<char>(c));
+            continue;
+        }
+        if (c >= 0xD800 && c <= 0xDFFF) {
+            if (c <= 0xDBFF && i + 1 < n && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF)
+                c = 0x10000 + ((c - 0xD800) << 10) + (s[++i] - 0xDC00);
+            else
+                c = 0xFFFD;
+        }
+        if (c < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+        } else {
+            if (c < 0x10000) {
+                out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+            } else {
+                out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+                out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+            }
+            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+        }
+        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    }
+}
+
+}  // namespace
+
+CLogManager::CLogManager() {
+    gConstructed.store(true, std::memory_order_release);
+}
+
+CLogManager::~CLogManager() {
+    gConstructed.store(false, std::memory_order_release);
+    if (m_eventSourceOpen) platform::SystemLogClose();
+}
+
+unsigned char CLogManager::IsConstructed() noexcept {
+    return gConstructed.load(std::memory_order_acquire) ? 1 : 0;
+}
+
+void CLogManager::CheckConstructed() const {
+    if (!IsConstructed())
+        throw CZtSimpleException(kErrWrongState, CUniStr(u"Initialization sequence is wrong"), ".\\log",
+                                 __LINE__);
+}
+
+// ---- switches -----------------------------------------------------------------------------------
+void CLogManager::SetFileLogging(unsigned char on) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    m_fileLogging = on;
+}
+
+void CLogManager::SetFileLoggingFlush(unsigned char on) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    m_flushFile = on;
+}
+
+void CLogManager::SetDebuggerLogging(unsigned char on) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    m_debuggerLogging = on;
+}
+
+void CLogManager::SetCommandPromptLogging(unsigned char on) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    m_consoleLogging = on;
+}
+
+void CLogManager::SetApplicationEventLogging(unsigned char on) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    m_eventLogging = on;
+}
+
+void CLogManager::SetLogLevel(LogTypes level) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    m_level = level;
+}
+
+// ---- output -------------------------------------------------------------------------------------
+int CLogManager::wprintf(LogTypes type, const unsigned short* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int n = Output(type, format, args);
+    va_end(args);
+    return n;
+}
+
+int CLogManager::wprintf(int type, const unsigned short* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int n = Output(static_cast<LogTypes>(type), format, args);
+    va_end(args);
+    return n;
+}
+
+int CLogManager::wprintf(LogTypes type, const char16_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int n = Output(type, reinterpret_cast<const unsigned short*>(format), args);
+    va_end(args);
+    return n;
+}
+
+int CLogManager::wprintf(int type, const char16_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int n = Output(static_cast<LogTypes>(type), reinterpret_cast<const unsigned short*>(format), args);
+    va_end(args);
+    return n;
+}
+
+int CLogManager::printf(LogTypes type, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int n = Output(type, format, args);
+    va_end(args);
+    return n;
+}
+
+int CLogManager::printf(int type, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int n = Output(static_cast<LogTypes>(type), format, args);
+    va_end(args);
+    return n;
+}
+
+int CLogManager::vwprintf(LogTypes type, const unsigned short* format, va_list args) {
+    return Output(type, format, args);
+}
+
+int CLogManager::vprintf(LogTypes type, const char* format, va_list args) {
+    return Output(type, format, args);
+}
+
+int CLogManager::PrintString(LogTypes type, const unsigned short* text) {
+    return wprintf(type, u"%s\n", text);
+}
+
+int CLogManager::PrintString(LogTypes type, const char* text) {
+    return printf(type, "%s\n", text);
+}
+
+template <class Ch>
+int CLogManager::Output(LogTypes type, const Ch* format, va_list args) {
+    if (!IsConstructed()) return 0;
+    CGetLock hold(*this);
+    if (!m_fileLogging && !m_debuggerLogging && !m_eventLogging && !m_consoleLogging) return 0;
+    if (static_cast<int>(type) > static_cast<int>(m_level)) return 0;
+
+    // Up to 1,023 units without touching the heap; longer texts grow the buffer by 4 until they fit.
+    Ch fixed[kFixedBuffer];
+    Ch* text = fixed;
+    std::unique_ptr<Ch[]> heap;
+    int n = FormatTextV(fixed, kFixedBuffer - 1, format, args);
+    for (std::size_t size = 4 * kFixedBuffer; n < 0; size *= 4) {
+        heap.reset(new Ch[size]);
+        text = heap.get();
+        n = FormatTextV(text, size - 1, format, args);
+    }
+    text[n] = 0;
+    if (n == 0) return 0;
+    Deliver(type, text, static_cast<unsigned>(n));
+    return n;
+}
+
+// File sink: once a log file is set, each message goes to it as one BuildFileRecord record, and the
+// bytes written are counted for roll-over. No log file can be set yet, so with file logging on the file
+// sink writes nothing.
+
+void CLogManager::Deliver(LogTypes type, const char* text, unsigned length) {
+    if (m_debuggerLogging) platform::DebugOutput(text, length);
+    if (m_consoleLogging) std::fwrite(text, 1, length, stdout);
+    if (m_eventLogging) ReportEvent(type, text, length);
+}
+
+void CLogManager::Deliver(LogTypes type, const unsigned short* text, unsigned length) {
+    // The conversion is skipped when no sink needs it (the debugger sink is on by default).
+    const bool debugger = m_debuggerLogging && platform::DebugOutputWanted();
+    if (!debugger && !m_consoleLogging && !m_eventLogging) return;
+    ToUtf8(text, length, m_utf8);
+    if (debugger) platform::DebugOutput(m_utf8.data(), m_utf8.size());
+    if (m_consoleLogging) std::fwrite(m_utf8.data(), 1, m_utf8.size(), stdout);
+    if (m_eventLogging) {
+        if (length < kEventPiece) {
+            ReportEvent(type, m_utf8.data(), m_utf8.size());
+        } else {
+            // Pieces of at most 16,384 units, each converted on its own.
+            std::string piece;
+            for (std::size_t at = 0; at < length; at += kEventPiece) {
+                const std::size_t n = length - at < kEventPiece ? length - at : kEventPiece;
+                ToUtf8(text + at, n, piece);
+                ReportEvent(type, piece.data(), piece.size());
+            }
+        }
+    }
+    if (m_utf8.capacity() > 64 * 1024) std::string().swap(m_utf8);  // do not keep a huge buffer
+}
+
+// One system-log entry per piece of at most 16,384 bytes of the 8-bit text, or the given text whole when
+// it is shorter. The system log is opened at the first report, so a process that never reports keeps
+// its own system-log name.
+void CLogManager::ReportEvent(LogTypes type, const char* text, std::size_t length) {
+    if (!m_eventSourceOpen) {
+        platform::SystemLogOpen(kEventSource);
+        m_eventSourceOpen = 1;
+    }
+    const platform::SystemLogLevel level = EventType(type);
+    if (length < kEventPiece) {
+        platform::SystemLogWrite(level, text, length);
+        return;
+    }
+    for (std::size_t at = 0; at < length; at += kEventPiece)
+        platform::SystemLogWrite(level, text + at, length - at < kEventPiece ? length - at : kEventPiece);
+}
+
+// ---- file records -------------------------------------------------------------------------------
+CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, unsigned length,
+                                     const CUniStr& time24) {
+    static constexpr char16_t kBreak[] = u"\r\n    ";
+    std::u16string record;
+    record.reserve(time24.Length() + length + length / 8 + 16);
+    record.append(reinterpret_cast<const char16_t*>(time24.c_str()), time24.Length());
+    record.append(u"  ");
+    record.append(FilePrefix(type));
+    const char16_t* p = reinterpret_cast<const char16_t*>(text);
+    const char16_t* end = p + length;
+    bool first = true;
+    for (const char16_t* lf;
+         (lf = std::char_traits<char16_t>::find(p, static_cast<std::size_t>(end - p), u'\n')); p = lf + 1) {
+        if (!first) record.append(kBreak);
+        record.append(p, lf);
+        first = false;
+    }
+    // The part after the last line feed, trimmed of spaces, only when something is left.
+    while (p != end && *p == u' ') ++p;
+    while (end != p && end[-1] == u' ') --end;
+    if (p != end) {
+        if (!first) record.append(kBreak);
+        record.append(p, end);
+    }
+    record.append(u"\r\n");
+    return CUniStr(reinterpret_cast<const unsigned short*>(record.data()),
+                   static_cast<unsigned>(record.size()));
+}
+
+// ---- debug output -------------------------------------------------------------------------------
+void DebugWrite(const unsigned short* text) {
+    gLog.wprintf(eLogWarning, u"%s", text);
+}
+void DebugWrite(const char* text) {
+    gLog.printf(eLogWarning, "%s", text);
+}
+void DebugWriteLn(const unsigned short* text) {
+    gLog.wprintf(eLogWarning, u"%s\n", text);
+}
+void DebugWriteLn(const char* text) {
+    gLog.printf(eLogWarning, "%s\n", text);
+}
+
+}  // namespace ZtBase

@@ -1,0 +1,97 @@
+// The log: one process-wide CLogManager, gLog, fans every diagnostic line out to the sinks that are
+// switched on: the log file, the debugger (standard error while a debugger is attached or
+// ZTBASE_DEBUG_OUTPUT is set), the console (standard output) and the system log. A level filter drops
+// lines less severe than the configured level. The log is its own lock: lines never interleave.
+#pragma once
+
+#include <cstdarg>
+#include <string>
+
+#include "ztbase/base/export.h"
+#include "ztbase/process/locks.h"
+#include "ztbase/strings/unistr.h"
+
+namespace ZtBase {
+
+// A lower number is more severe; 0 (unclassified) always passes the level filter.
+enum LogTypes { eLogUnclassified = 0, eLogError = 1, eLogWarning = 2, eLogInformation = 3 };
+
+class ZTBASE_API CLogManager : public CQuickLock {
+public:
+    // Debugger sink on, the others off, level 1 (errors only). Sets the process-wide constructed flag.
+    CLogManager();
+    // Clears the constructed flag: from then on output is dropped and the setters throw.
+    ~CLogManager() override;
+
+    // Each setter throws CZtSimpleException 10009 "Initialization sequence is wrong" when the flag is clear.
+    // Records reach the log file only once a log file has been set; until then file logging writes
+    // nothing. The flush switch flushes the file after every record.
+    void SetFileLogging(unsigned char on);
+    void SetFileLoggingFlush(unsigned char on);
+    void SetDebuggerLogging(unsigned char on);
+    void SetCommandPromptLogging(unsigned char on);
+    void SetApplicationEventLogging(unsigned char on);
+    // The highest type still output.
+    void SetLogLevel(LogTypes level);
+
+    // Format and output one message. Return the formatted length, or 0 when nothing was output (no sink on,
+    // type above the level, empty text, or the log not constructed). Formats: see strings/format.h.
+    int wprintf(LogTypes type, const unsigned short* format, ...);
+    int wprintf(int type, const unsigned short* format, ...);
+    int wprintf(LogTypes type, const char16_t* format, ...);
+    int wprintf(int type, const char16_t* format, ...);
+    int printf(LogTypes type, const char* format, ...);
+    int printf(int type, const char* format, ...);
+    int vwprintf(LogTypes type, const unsigned short* format, va_list args);
+    int vprintf(LogTypes type, const char* format, va_list args);
+    // The text followed by a line feed.
+    int PrintString(LogTypes type, const unsigned short* text);
+    int PrintString(LogTypes type, const char* text);
+    int PrintString(LogTypes type, const char16_t* text) {
+        return PrintString(type, reinterpret_cast<const unsigned short*>(text));
+    }
+
+    // One log file record: time24 (the 24-character local time), two spaces, the type prefix ("-:  ",
+    // "E:  ", "W:  ", "I:  "), the text with every line feed turned into CR LF and four spaces, the part
+    // after the last line feed trimmed of spaces and left out when nothing remains, and a final CR LF.
+    static CUniStr BuildFileRecord(LogTypes type, const unsigned short* text, unsigned length,
+                                   const CUniStr& time24);
+    // The process-wide constructed flag.
+    static unsigned char IsConstructed() noexcept;
+
+private:
+    template <class Ch>
+    int Output(LogTypes type, const Ch* format, va_list args);
+    void Deliver(LogTypes type, const char* text, unsigned length);
+    void Deliver(LogTypes type, const unsigned short* text, unsigned length);
+    void ReportEvent(LogTypes type, const char* text, std::size_t length);
+    void CheckConstructed() const;
+
+    unsigned char m_fileLogging = 0;
+    unsigned char m_flushFile = 0;
+    unsigned char m_debuggerLogging = 1;
+    unsigned char m_eventLogging = 0;
+    unsigned char m_consoleLogging = 0;
+    LogTypes m_level = eLogError;
+    unsigned char m_eventSourceOpen = 0;           // the system log is opened at the first event-log output
+    [[maybe_unused]] unsigned m_bytesWritten = 0;  // bytes written to the current log file
+    std::string m_utf8;  // 16-bit text converted for the terminal and the system log
+};
+
+// Defined with the library's other global objects.
+extern ZTBASE_API CLogManager gLog;
+
+// gLog output at the warning type: the text alone, or followed by a line feed. Filtered out at the
+// default level 1.
+ZTBASE_API void DebugWrite(const unsigned short* text);
+ZTBASE_API void DebugWrite(const char* text);
+ZTBASE_API void DebugWriteLn(const unsigned short* text);
+ZTBASE_API void DebugWriteLn(const char* text);
+inline void DebugWrite(const char16_t* text) {
+    DebugWrite(reinterpret_cast<const unsigned short*>(text));
+}
+inline void DebugWriteLn(const char16_t* text) {
+    DebugWriteLn(reinterpret_cast<const unsigned short*>(text));
+}
+
+}  // namespace ZtBase
