@@ -26,22 +26,18 @@ char* WriteInteger(char* first, char* last, T value, StrFormat format) {
     }
 }
 
-// Right-justifies the digits in text[0, n) to width by filling before them. A zero fill character
-// cannot travel through a zero-terminated text, so that case is left to the string's own Pad.
+// Right-justifies the digits in text[0, n) to width by filling before them (before any sign). A zero
+// fill character cannot travel through a zero-terminated text, so that case is left to the string's Pad.
 template <class Str, class Ch>
 Str Finish(const char* text, unsigned n, unsigned char width, Ch fill) {
-    const unsigned pad = width > n ? width - n : 0;
-    if (pad == 0 || fill == 0) {
-        Ch units[kBufferSize];
-        for (unsigned i = 0; i < n; ++i) units[i] = static_cast<Ch>(static_cast<unsigned char>(text[i]));
-        Str s(units, n);
-        if (pad != 0) s.Pad(width, fill, eRightJustify);
-        return s;
-    }
+    const unsigned pad = width > n && fill != 0 ? width - n : 0;
     Ch units[kBufferSize];
+    units[0] = 0;
     for (unsigned i = 0; i < pad; ++i) units[i] = fill;
     for (unsigned i = 0; i < n; ++i) units[pad + i] = static_cast<Ch>(static_cast<unsigned char>(text[i]));
-    return Str(units, pad + n);
+    Str s(units, pad + n);
+    if (fill == 0 && width > n) s.Pad(width, fill, eRightJustify);
+    return s;
 }
 
 template <class Str, class Ch, class T>
