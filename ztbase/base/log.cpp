@@ -1,5 +1,6 @@
 #include "ztbase/base/log.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <memory>
@@ -50,35 +51,10 @@ platform::SystemLogLevel EventType(LogTypes type) noexcept {
     }
 }
 
-// UTF-16 to UTF-8 into out (replaced); unpaired surrogates become U+FFFD.
+// UTF-16 to UTF-8 into out (replaced).
 void ToUtf8(const unsigned short* s, std::size_t n, std::string& out) {
     out.clear();
-    out.reserve(n * 3);
-    for (std::size_t i = 0; i < n; ++i) {
-        unsigned c = s[i];
-        if (c < 0x80) {
-            out.push_back(static_cast<char>(c));
-            continue;
-        }
-        if (c >= 0xD800 && c <= 0xDFFF) {
-            if (c <= 0xDBFF && i + 1 < n && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF)
-                c = 0x10000 + ((c - 0xD800) << 10) + (s[++i] - 0xDC00);
-            else
-                c = 0xFFFD;
-        }
-        if (c < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-        } else {
-            if (c < 0x10000) {
-                out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-            } else {
-                out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-                out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-            }
-            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-        }
-        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    }
+    AppendUtf8(s, n, out);
 }
 
 }  // namespace
@@ -280,31 +256,29 @@ void CLogManager::ReportEvent(LogTypes type, const char* text, std::size_t lengt
 // ---- file records -------------------------------------------------------------------------------
 CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, unsigned length,
                                      const CUniStr& time24) {
-    static constexpr char16_t kBreak[] = u"\r\n    ";
-    std::u16string record;
-    record.reserve(time24.Length() + length + length / 8 + 16);
-    record.append(reinterpret_cast<const char16_t*>(time24.c_str()), time24.Length());
-    record.append(u"  ");
-    record.append(FilePrefix(type));
-    const char16_t* p = reinterpret_cast<const char16_t*>(text);
-    const char16_t* end = p + length;
+    static constexpr U16Literal kBreak(u"\r\n    ");
+    CUniStr record;
+    record.Assure(time24.Length() + length + length / 8 + 16);
+    record += time24;
+    record += CUniStr(u"  ");
+    record += CUniStr(FilePrefix(type));
+    const unsigned short* p = text;
+    const unsigned short* end = text + length;
     bool first = true;
-    for (const char16_t* lf;
-         (lf = std::char_traits<char16_t>::find(p, static_cast<std::size_t>(end - p), u'\n')); p = lf + 1) {
-        if (!first) record.append(kBreak);
-        record.append(p, lf);
+    for (const unsigned short* lf; (lf = std::find(p, end, 10)) != end; p = lf + 1) {
+        if (!first) record += kBreak;
+        record.Append(p, static_cast<unsigned>(lf - p));
         first = false;
     }
     // The part after the last line feed, trimmed of spaces, only when something is left.
-    while (p != end && *p == u' ') ++p;
-    while (end != p && end[-1] == u' ') --end;
+    while (p != end && *p == ' ') ++p;
+    while (end != p && end[-1] == ' ') --end;
     if (p != end) {
-        if (!first) record.append(kBreak);
-        record.append(p, end);
+        if (!first) record += kBreak;
+        record.Append(p, static_cast<unsigned>(end - p));
     }
-    record.append(u"\r\n");
-    return CUniStr(reinterpret_cast<const unsigned short*>(record.data()),
-                   static_cast<unsigned>(record.size()));
+    record += CUniStr(u"\r\n");
+    return record;
 }
 
 // ---- debug output -------------------------------------------------------------------------------

@@ -116,6 +116,11 @@ public:
         AppendUnits(text, UnitLength(text));
         return Self();
     }
+    // Appends n units of text (which may hold no zero unit).
+    Derived& Append(const Ch* text, unsigned n) {
+        AppendUnits(text, n);
+        return Self();
+    }
 
     // Opens a gap at pos and copies in; a position past the end appends.
     void Insert(unsigned pos, Ch c);

@@ -143,12 +143,9 @@ unsigned char CUniStr::Convert(double& v, StrFormat f) const { return ConvertTo8
 unsigned char CUniStr::IsNumber() const { return ConvertTo8Bit_Safe().IsNumber(); }
 unsigned char CUniStr::Hex2Byte(unsigned& v) const { return ConvertTo8Bit_Safe().Hex2Byte(v); }
 
-std::string CUniStr::ToUtf8() const {
-    std::string out;
-    const unsigned len = Length();
-    out.reserve(len);
-    const unsigned short* p = c_str();
-    for (unsigned i = 0; i < len; ++i) {
+void AppendUtf8(const unsigned short* p, std::size_t len, std::string& out) {
+    out.reserve(out.size() + len);
+    for (std::size_t i = 0; i < len; ++i) {
         unsigned cp = p[i];
         if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < len && p[i + 1] >= 0xDC00 && p[i + 1] <= 0xDFFF) {
             cp = 0x10000 + ((cp - 0xD800) << 10) + (p[++i] - 0xDC00);
@@ -171,6 +168,11 @@ std::string CUniStr::ToUtf8() const {
             out += static_cast<char>(0x80 | (cp & 0x3F));
         }
     }
+}
+
+std::string CUniStr::ToUtf8() const {
+    std::string out;
+    AppendUtf8(c_str(), Length(), out);
     return out;
 }
 

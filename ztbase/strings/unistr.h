@@ -116,6 +116,9 @@ struct U16Literal {
     constexpr operator const unsigned short*() const { return text; }
 };
 
+// Appends the UTF-8 form of n 16-bit units to out; unpaired surrogates become U+FFFD.
+ZTBASE_API void AppendUtf8(const unsigned short* units, std::size_t n, std::string& out);
+
 // The length of a zero-terminated 16-bit text.
 inline unsigned UniStrLen(const unsigned short* s) noexcept { return detail::UnitLength(s); }
 
