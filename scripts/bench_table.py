@@ -11,7 +11,8 @@ for path in sys.argv[1:]:
     for b in data["benchmarks"]:
         if b.get("aggregate_name", "median") != "median":
             continue
-        m = re.match(r"BM_(\w+?)_(Ours|Peer\w*)(.*?)(_median)?$", b["name"])
+        name = re.sub(r"_(mean|median|stddev|cv)$", "", b["name"])
+        m = re.match(r"BM_([A-Za-z0-9]+)_(Ours|Peer[A-Za-z0-9]*)(.*)$", name)
         if not m:
             continue
         base, side, suffix = m.group(1), m.group(2), m.group(3)

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <random>
@@ -81,16 +82,30 @@ TEST(MemoryPool, PoolRefusesZeroAndRecyclesBlocksOfItsClass) {
     EXPECT_EQ(pool.CachedBlocks(64), 0u);
 }
 
-TEST(MemoryPool, ConsecutiveRequestsAreSpreadOverThePools) {
+// Requests of one thread visit the pools of its group in turn; another thread is served by other pools.
+std::vector<unsigned> PoolsOfConsecutiveRequests(unsigned n) {
     std::vector<void*> blocks;
-    std::vector<bool> seen(CMemoryPoolManager::kPoolCount);
-    for (unsigned i = 0; i < CMemoryPoolManager::kPoolCount; ++i) {
+    std::vector<unsigned> pools;
+    for (unsigned i = 0; i < n; ++i) {
         blocks.push_back(Allocate(24).block);
-        seen[CMemoryPoolManager::BlockPoolIndex(blocks.back())] = true;
+        pools.push_back(CMemoryPoolManager::BlockPoolIndex(blocks.back()));
     }
-    // On one thread the counter is not disturbed: 64 requests visit all 64 pools.
-    for (unsigned i = 0; i < CMemoryPoolManager::kPoolCount; ++i) EXPECT_TRUE(seen[i]) << "pool " << i;
     for (void* b : blocks) gMemoryPoolManager.ReleaseBlock(b);
+    return pools;
+}
+
+TEST(MemoryPool, ConsecutiveRequestsAreSpreadOverThePools) {
+    constexpr unsigned kGroup = CMemoryPoolManager::kPoolsPerThread;
+    const std::vector<unsigned> mine = PoolsOfConsecutiveRequests(2 * kGroup);
+    std::vector<unsigned> sorted(mine.begin(), mine.begin() + kGroup);
+    std::sort(sorted.begin(), sorted.end());
+    for (unsigned i = 0; i < kGroup; ++i) {
+        EXPECT_EQ(sorted[i], sorted[0] + i) << "one request for each pool of a group of consecutive pools";
+        EXPECT_EQ(mine[i], mine[i + kGroup]) << "the round starts again";
+    }
+    std::vector<unsigned> other;
+    std::thread([&] { other = PoolsOfConsecutiveRequests(kGroup); }).join();
+    for (unsigned p : other) EXPECT_EQ(std::count(sorted.begin(), sorted.end(), p), 0) << "pool " << p;
 }
 
 TEST(MemoryPool, ABlockReleasedOnAnotherThreadReturnsToItsOwnPool) {

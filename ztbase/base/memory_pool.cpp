@@ -9,13 +9,26 @@
 namespace ZtBase {
 
 namespace {
-// The allocation counter only spreads load over the pools. Each thread keeps its own, starting where
-// the previous thread's start left off, so that two threads do not fight over one counter's cache line
-// on every allocation; on one thread the requests still visit the pools in turn.
-std::atomic<unsigned> gNextThreadStart{0};
-// initial-exec: a fixed offset from the thread pointer instead of a call per access.
-__attribute__((tls_model("initial-exec"))) thread_local unsigned tAllocationCounter = gNextThreadStart.fetch_add(CMemoryPoolManager::kPoolCount / 2 + 1,
-                                                                       std::memory_order_relaxed);
+// Which pool serves a request only spreads load; no caller can see it. Each thread takes a group of
+// kPoolsPerThread consecutive pools (the groups dealt out in turn to new threads) and visits the pools
+// of its group round-robin with a counter of its own. Threads therefore rarely share a pool's cache
+// lines, let alone contend for its lock, and no counter is written by two threads. A block still goes
+// back to the pool named in its header, whichever thread releases it.
+constexpr unsigned kPoolsPerThread = CMemoryPoolManager::kPoolsPerThread;
+std::atomic<unsigned> gNextGroup{0};
+// Constant-initialised with the initial-exec model: reaching them costs neither a guard nor a lookup call.
+__attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tGroupBase = 0;  // 0: none yet
+__attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tAllocationCounter = 0;
+
+unsigned NextPoolIndex() noexcept {
+    unsigned base = tGroupBase;
+    if (base == 0) {
+        base = 1 + gNextGroup.fetch_add(1, std::memory_order_relaxed) % (CMemoryPoolManager::kPoolCount / kPoolsPerThread) *
+                       kPoolsPerThread;
+        tGroupBase = base;
+    }
+    return base - 1 + tAllocationCounter++ % kPoolsPerThread;
+}
 std::atomic<bool> gClosing{false};
 
 struct BlockHeader {
@@ -92,7 +105,7 @@ unsigned CMemoryPool::CachedBlocks(unsigned sizeClass) const {
 }
 
 void* CMemoryPoolManager::AllocateBlock(unsigned size, unsigned& granted) {
-    const unsigned index = tAllocationCounter++ % kPoolCount;
+    const unsigned index = NextPoolIndex();
     unsigned poolGranted = 0;
     // A request so large that the header does not fit in 32 bits cannot be served.
     if (size > ~0u - kHeaderSize) {

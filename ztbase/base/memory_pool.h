@@ -1,5 +1,5 @@
-// Small-block memory pools. The manager spreads requests round-robin over 64 pools, each with its own
-// lock and 64 free lists in 16-byte size classes up to 1,024 bytes; larger requests go to malloc. Every
+// Small-block memory pools. The manager spreads requests round-robin over 64 pools (each thread over its
+// own group of them), each pool with its own lock and 64 free lists in 16-byte size classes up to 1,024 bytes; larger requests go to malloc. Every
 // block handed out carries an 8-byte header (granted size, pool index) so that releasing needs only the
 // pointer.
 #pragma once
@@ -44,6 +44,8 @@ class ZTBASE_API CMemoryPoolManager {
 public:
     static constexpr unsigned kPoolCount = 64;
     static constexpr unsigned kHeaderSize = 8;
+    // Each thread is served by its own group of this many consecutive pools, visited round-robin.
+    static constexpr unsigned kPoolsPerThread = 16;
 
     constexpr CMemoryPoolManager() noexcept = default;
     CMemoryPoolManager(const CMemoryPoolManager&) = delete;
