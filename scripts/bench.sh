@@ -5,7 +5,7 @@
 # Usage: scripts/bench.sh [filter-regex]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/deps.sh
+bash scripts/deps.sh bench
 cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DZTBASE_TESTS=OFF >/dev/null
 cmake --build build-bench -j"$(nproc)"
 out=build-bench/bench-results

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs what building and testing need, with apt-get, when something is missing.
 set -euo pipefail
+# Usage: scripts/deps.sh [bench]   (bench adds the peers the benchmarks compare against)
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
+[ "${1:-}" = bench ] && packages+=(libspdlog-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -6,6 +6,7 @@
 
 #include "ztbase/base/log.h"
 #include "ztbase/base/memory_pool.h"
+#include "ztbase/files/file_system.h"
 #include "ztbase/strings/chardefs.h"
 
 namespace ZtBase {
@@ -33,5 +34,6 @@ constinit unsigned char ICSortMap[256] = {ZT_RANK64(0) ZT_RANK64(64) ZT_RANK64(1
 #undef ZT_RANK1
 
 CLogManager gLog;
+CXFileSystem gFileSystem;
 
 }  // namespace ZtBase

@@ -7,6 +7,8 @@
 #include <string>
 
 #include "ztbase/base/exceptions.h"
+#include "ztbase/files/file_system.h"
+#include "ztbase/strings/number_format.h"
 #include "ztbase/platform/platform.h"
 #include "ztbase/strings/format.h"
 
@@ -203,17 +205,83 @@ int CLogManager::Output(LogTypes type, const Ch* format, va_list args) {
     return n;
 }
 
-// File sink: once a log file is set, each message goes to it as one BuildFileRecord record, and the
-// bytes written are counted for roll-over. No log file can be set yet, so with file logging on the file
-// sink writes nothing.
+// File sink: once a log file is set, each message goes to it as one record of 16-bit units, and the
+// bytes written are counted for roll-over. Errors of the file are not caught here; an exception raised
+// while a record is written logs its own line to the other sinks only, so a failing file cannot recurse.
+void CLogManager::WriteFileRecord(LogTypes type, const unsigned short* text, unsigned length) {
+    if (!m_fileLogging || m_file.IsNull() || m_writingFile) return;
+    struct Writing {
+        unsigned char& flag;
+        explicit Writing(unsigned char& f) : flag(f) { flag = 1; }
+        ~Writing() { flag = 0; }
+    } writing(m_writingFile);
+    char time24[platform::kTimeTextSize];
+    const unsigned timeLength = platform::LocalTimeText(time24);
+    const CUniStr record = BuildFileRecord(type, text, length, CUniStr(time24, timeLength));
+    const unsigned bytes = 2 * record.Length();
+    m_file.WriteBlock(reinterpret_cast<const char*>(record.c_str()), bytes);
+    if (m_flushFile) m_file.Flush();
+    m_bytesWritten += bytes;
+    if (m_bytesWritten > 0x400000) {
+        CreateNewerLogFile();
+        m_bytesWritten = 0;
+    }
+}
+
+void CLogManager::SetLogFile(CXFile& file) {
+    CheckConstructed();
+    CGetLock hold(*this);
+    const CStr name = file.GetName();
+    const XF_TEXT_MODE mode = file.GetTextMode();
+    file.UniWriteLn(CUniStr(u"log created"));
+    file.Flush();
+    file.Release();
+    m_file = gFileSystem.OpenForAppend(eOpenProgramDir, name, 1, mode, XF_SHARE_NONE);
+    m_bytesWritten = 0;
+    if (m_stem.IsNull()) {
+        m_stem = name;
+        unsigned end = name.Length();  // just past the last "."
+        while (end > 0 && name[end - 1] != '.') --end;
+        if (end > 0) {
+            m_extension = name.Copy(end);
+            m_stem = name.Copy(0, end - 1);
+        }
+    }
+}
+
+void CLogManager::CreateNewerLogFile() {
+    CGetLock hold(*this);
+    const XF_TEXT_MODE mode = m_file.GetTextMode();
+    m_file.Flush();
+    m_file.Release();
+    const platform::UtcTime t = platform::CurrentUtcTime();
+    // Numbers padded on the left with spaces, not zeros: the padding is part of the name.
+    const CStr date = MakeStr(t.year, 4, eDecimal, ' ') + "-" + MakeStr(t.month, 2, eDecimal, ' ') + "-" +
+                      MakeStr(t.day, 2, eDecimal, ' ');
+    const CStr time = MakeStr(t.hour, 2, eDecimal, ' ') + "-" + MakeStr(t.minute, 2, eDecimal, ' ') + "-" +
+                      MakeStr(t.second, 2, eDecimal, ' ') + "-" + MakeStr(t.millisecond, 4, eDecimal, ' ');
+    CXFile next =
+        gFileSystem.Create(eOpenProgramDir, m_stem + "_" + date + "_" + time + "." + m_extension, 1, mode);
+    SetLogFile(next);
+}
+
+CStr CLogManager::GetLogFileName() const {
+    CGetLock hold(const_cast<CLogManager&>(*this));
+    return m_file.GetName();
+}
 
 void CLogManager::Deliver(LogTypes type, const char* text, unsigned length) {
+    if (m_fileLogging && !m_file.IsNull()) {
+        const CUniStr wide(text, length);
+        WriteFileRecord(type, wide, wide.Length());
+    }
     if (m_debuggerLogging) platform::DebugOutput(text, length);
     if (m_consoleLogging) std::fwrite(text, 1, length, stdout);
     if (m_eventLogging) ReportEvent(type, text, length);
 }
 
 void CLogManager::Deliver(LogTypes type, const unsigned short* text, unsigned length) {
+    WriteFileRecord(type, text, length);
     // The conversion is skipped when no sink needs it (the debugger sink is on by default).
     const bool debugger = m_debuggerLogging && platform::DebugOutputWanted();
     if (!debugger && !m_consoleLogging && !m_eventLogging) return;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "ztbase/base/export.h"
+#include "ztbase/files/xfile.h"
 #include "ztbase/process/locks.h"
 #include "ztbase/strings/unistr.h"
 
@@ -33,6 +34,17 @@ public:
     void SetApplicationEventLogging(unsigned char on);
     // The highest type still output.
     void SetLogLevel(LogTypes level);
+
+    // Makes file's file the log file: writes the line "log created" to it, closes this handle on it
+    // (the handle becomes blank) and opens the same name again, through the file system, for appending.
+    // The first file set gives the name stem and extension of the files that roll-over makes. The file
+    // must be one the file system can open again by its name (a disk file).
+    void SetLogFile(CXFile& file);
+    // Closes the log file and starts a new one named stem + "_" + the UTC date and time (numbers padded
+    // with spaces) + "." + extension. Runs by itself after every 4 MiB of records.
+    void CreateNewerLogFile();
+    // The current log file's name (empty when none is set).
+    CStr GetLogFileName() const;
 
     // Format and output one message. Return the formatted length, or 0 when nothing was output (no sink on,
     // type above the level, empty text, or the log not constructed). Formats: see strings/format.h.
@@ -65,6 +77,7 @@ private:
     void Deliver(LogTypes type, const char* text, unsigned length);
     void Deliver(LogTypes type, const unsigned short* text, unsigned length);
     void ReportEvent(LogTypes type, const char* text, std::size_t length);
+    void WriteFileRecord(LogTypes type, const unsigned short* text, unsigned length);
     void CheckConstructed() const;
 
     unsigned char m_fileLogging = 0;
@@ -73,8 +86,12 @@ private:
     unsigned char m_eventLogging = 0;
     unsigned char m_consoleLogging = 0;
     LogTypes m_level = eLogError;
-    unsigned char m_eventSourceOpen = 0;           // the system log is opened at the first event-log output
-    [[maybe_unused]] unsigned m_bytesWritten = 0;  // bytes written to the current log file
+    unsigned char m_eventSourceOpen = 0;  // the system log is opened at the first event-log output
+    unsigned char m_writingFile = 0;      // a record is being written: messages raised meanwhile skip the file
+    CXFile m_file;                        // the open log file
+    unsigned m_bytesWritten = 0;          // bytes written to the current file since it was opened
+    CStr m_stem;                          // the first log file's name without its last extension
+    CStr m_extension;                     // that extension, without the dot
     std::string m_utf8;  // 16-bit text converted for the terminal and the system log
 };
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace ZtBase::platform {
 
@@ -72,5 +73,65 @@ void SystemLogClose() noexcept;
 // ---- environment --------------------------------------------------------------------------------
 // The value of an environment variable; false when it is not set.
 bool EnvironmentValue(const char* name, std::string& value);
+
+// ---- files ------------------------------------------------------------------------------------
+// Paths here are native paths. Every function reports failure through its result and, where it takes
+// one, an error number (errno) that ErrorText turns into the system's message; none raises.
+
+using FileId = int;  // an open file; kNoFile when none
+constexpr FileId kNoFile = -1;
+
+enum class FileAccess { kRead, kReadWrite };
+enum class FileDisposition { kOpenExisting, kCreateAlways, kOpenAlways };
+// Share modes of an open, as the library's XF_SHARE_FLAGS: 0 exclusive, 1 others may read, 2 others may
+// read and write. Within this process they are enforced exactly (an open succeeds only if its access is
+// allowed by every existing open's share mode of the same file, and every existing open's access by its
+// own share mode; the refusal's error is EBUSY); between processes an exclusive open takes an exclusive
+// advisory lock on the whole file and a shared one a shared lock, both without waiting.
+FileId OpenFile(const char* path, FileAccess access, int share, FileDisposition disposition, int& error);
+// Closes the file and forgets its share registration. kNoFile is ignored.
+void CloseFile(FileId file) noexcept;
+// Reads up to count bytes at the file's offset, looping over short reads and EINTR until count bytes or
+// the end; returns the bytes read, or -1 with error.
+long long ReadFile(FileId file, void* buffer, std::size_t count, int& error) noexcept;
+// Writes all count bytes (looping over short writes and EINTR); returns the bytes written, or -1.
+long long WriteFile(FileId file, const void* buffer, std::size_t count, int& error) noexcept;
+enum class SeekFrom { kBegin, kCurrent, kEnd };
+// The new offset from the start, or -1 with error (a negative result offset is an error, EINVAL).
+long long SeekFile(FileId file, long long offset, SeekFrom from, int& error) noexcept;
+long long FileSizeOf(FileId file, int& error) noexcept;  // -1 on failure
+bool TruncateFile(FileId file, long long length, int& error) noexcept;  // the file's end at length
+bool SyncFile(FileId file, int& error) noexcept;
+// Exclusive byte-range lock owned by the open file (not the process), failing at once when another open
+// holds an overlapping one.
+bool LockFileRange(FileId file, long long offset, long long length, int& error) noexcept;
+bool UnlockFileRange(FileId file, long long offset, long long length, int& error) noexcept;
+
+// The system's message for an error number.
+std::string ErrorText(int error);
+
+// ---- the file system --------------------------------------------------------------------------
+struct FileInfo {
+    bool exists = false;
+    bool directory = false;
+    bool readOnly = false;            // no write permission for this process
+    long long size = 0;
+    unsigned long long modified = 0;  // 100-nanosecond intervals since 1601-01-01 UTC
+};
+FileInfo StatPath(const char* path) noexcept;
+bool DeletePath(const char* path, int& error) noexcept;  // a file, not a directory
+// Never replaces an existing file.
+bool MovePath(const char* from, const char* to, int& error) noexcept;
+bool MakeDirectory(const char* path, int& error) noexcept;
+// Entries of directory whose names match the shell pattern (fnmatch), without "." and "..", in the order
+// the system lists them; files only, directories only, or both.
+enum class ListWhat { kFiles, kDirectories, kBoth };
+bool ListDirectory(const char* directory, const char* pattern, ListWhat what, std::vector<std::string>& names);
+
+// The running program's path, the current directory, the temporary directory ($TMPDIR, else /tmp/).
+// Directories end with "/". Empty on failure.
+std::string ProgramPath();
+std::string CurrentDirectory();
+std::string TemporaryDirectory();
 
 }  // namespace ZtBase::platform

@@ -1,0 +1,51 @@
+// Log records per second to a file: gLog's file sink against spdlog's basic file sink, the same text.
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <string>
+
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <ztbase/base/log.h>
+#include <ztbase/files/file_system.h>
+
+namespace {
+
+std::string TempPath(const char* name) { return (std::filesystem::temp_directory_path() / name).string(); }
+
+void BM_LogRecord_Ours(benchmark::State& state) {
+    const std::string path = TempPath("ztbase-log-bench.log");
+    ZtBase::CXFile file = ZtBase::gFileSystem.Create(ZtBase::eOpenTempDir, path.c_str(), 1, ZtBase::XF_BINARY);
+    ZtBase::gLog.SetLogFile(file);
+    ZtBase::gLog.SetDebuggerLogging(0);
+    ZtBase::gLog.SetFileLogging(1);
+    int i = 0;
+    for (auto _ : state) {
+        ++i;
+        ZtBase::gLog.printf(ZtBase::eLogError, "request %d finished in %d ms: %s\n", i, i % 97, "ok");
+    }
+    ZtBase::gLog.SetFileLogging(0);
+    state.SetItemsProcessed(state.iterations());
+    std::filesystem::remove(path);
+}
+
+void BM_LogRecord_PeerSpdlog(benchmark::State& state) {
+    const std::string path = TempPath("ztbase-spdlog-bench.log");
+    // The thread-safe logger, as gLog is thread-safe too.
+    auto logger = spdlog::basic_logger_mt("bench", path, true);
+    int i = 0;
+    for (auto _ : state) {
+        ++i;
+        logger->error("request {} finished in {} ms: {}", i, i % 97, "ok");
+    }
+    logger->flush();
+    spdlog::drop("bench");
+    state.SetItemsProcessed(state.iterations());
+    std::filesystem::remove(path);
+}
+
+}  // namespace
+
+BENCHMARK(BM_LogRecord_Ours);
+BENCHMARK(BM_LogRecord_PeerSpdlog);

@@ -1,0 +1,189 @@
+#include <string>
+#include <vector>
+
+#include "ztbase/files/disk_file.h"
+#include "ztbase/files/file_name.h"
+#include "ztbase/files/file_space.h"
+#include "ztbase/files/xfile_errors.h"
+#include "ztbase/platform/platform.h"
+
+namespace ZtBase {
+
+// ---- the operating system's files -------------------------------------------------------------------
+
+CStr CXWin32FileSpace::NativePath(const CStr& name) {
+    const CXFileName parsed(name);
+    if (!parsed.IsValid() || parsed.GetKind() != eFileNameNoDrive) return CStr();
+    CStr native(name);
+    native.ReplaceAll(CStr("\\"), CStr("/"));
+    return native;
+}
+
+unsigned char CXWin32FileSpace::ConstructCompleteFileName(const CStr& path, CStr& name) {
+    const CXFileName directory(path);
+    CXFileName parsed(name);
+    if (!directory.IsValid() || !parsed.IsValid()) return parsed.IsValid();
+    parsed.CombineDefaultPath(directory);
+    const CStr complete = parsed.GetCompleteFileName();
+    if (complete.IsNull()) return 0;
+    name = complete;
+    return 1;
+}
+
+namespace {
+// A name without a native path cannot be opened here; the search takes that as a miss.
+CStr NativeOrRefuse(const CStr& name, unsigned line) {
+    CStr native = CXWin32FileSpace::NativePath(name);
+    if (native.IsNull()) detail::ThrowXFileUnlogged(kErrIO, "File open failed : ", name, line);
+    return native;
+}
+}  // namespace
+
+CXFile CXWin32FileSpace::OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                                      unsigned char readOnly, XF_SHARE_FLAGS share) {
+    return OpenDiskFile(NativeOrRefuse(name, __LINE__), buffered, mode, readOnly, share);
+}
+
+CXFile CXWin32FileSpace::Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) {
+    return CreateDiskFile(NativeOrRefuse(name, __LINE__), buffered, mode);
+}
+
+CXFile CXWin32FileSpace::OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                                       XF_SHARE_FLAGS share) {
+    return AppendDiskFile(NativeOrRefuse(name, __LINE__), buffered, mode, share);
+}
+
+unsigned char CXWin32FileSpace::CreateDir(const CStr& name) {
+    const CStr native = NativePath(name);
+    int error = 0;
+    return !native.IsNull() && platform::MakeDirectory(native, error) ? 1 : 0;
+}
+
+unsigned char CXWin32FileSpace::Exist(CStr name) {
+    const CStr native = NativePath(name);
+    return !native.IsNull() && platform::StatPath(native).exists ? 1 : 0;
+}
+
+unsigned char CXWin32FileSpace::IsReadOnly(CStr name) {
+    const CStr native = NativePath(name);
+    if (native.IsNull()) return 0;
+    const platform::FileInfo info = platform::StatPath(native);
+    return info.exists && info.readOnly ? 1 : 0;
+}
+
+unsigned char CXWin32FileSpace::Erase(CStr name) {
+    const CStr native = NativePath(name);
+    if (native.IsNull() || !platform::StatPath(native).exists) return 0;
+    int error = 0;
+    if (!platform::DeletePath(native, error)) detail::ThrowXFile(kErrIO, "Delete file failed:", name, __LINE__);
+    return 1;
+}
+
+unsigned char CXWin32FileSpace::Rename(CStr oldName, CStr newName) {
+    const CStr from = NativePath(oldName), to = NativePath(newName);
+    int error = 0;
+    return !from.IsNull() && !to.IsNull() && platform::MovePath(from, to, error) ? 1 : 0;
+}
+
+int CXWin32FileSpace::Size(CStr name) {
+    const CStr native = NativePath(name);
+    if (native.IsNull()) return 0;
+    const platform::FileInfo info = platform::StatPath(native);
+    if (!info.exists) return 0;
+    return info.size > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(info.size);
+}
+
+unsigned char CXWin32FileSpace::Time(CStr name, unsigned int& low, unsigned int& high) {
+    low = high = 0;
+    const CStr native = NativePath(name);
+    if (native.IsNull()) return 0;
+    const platform::FileInfo info = platform::StatPath(native);
+    if (!info.exists) return 0;
+    low = static_cast<unsigned int>(info.modified & 0xFFFFFFFFu);
+    high = static_cast<unsigned int>(info.modified >> 32);
+    return 1;
+}
+
+unsigned char CXWin32FileSpace::GetFileList(ZtRefArray<CStr>& result, const CStr& pattern, unsigned char files,
+                                            unsigned char directories, unsigned char completeNames) {
+    const CXFileName parsed(pattern);
+    if (!parsed.IsValid() || parsed.GetKind() != eFileNameNoDrive) return 0;
+    // The directory part, in the library's form and as a native path (the current directory for a bare
+    // pattern), and the last part's pattern.
+    CStr directory = parsed.IsRooted() ? CStr("\\") : CStr();
+    for (const CStr& d : parsed.GetDirectories()) directory += d + '\\';
+    const CStr nativeDirectory = directory.IsNull() ? CStr(".") : NativePath(directory);
+    if (nativeDirectory.IsNull()) return 0;
+    const platform::ListWhat what = files && directories ? platform::ListWhat::kBoth
+                                    : directories        ? platform::ListWhat::kDirectories
+                                                         : platform::ListWhat::kFiles;
+    if (!files && !directories) return platform::StatPath(nativeDirectory).directory ? 1 : 0;
+    std::vector<std::string> names;
+    if (!platform::ListDirectory(nativeDirectory, parsed.GetFileNameWithoutPath(), what, names)) return 0;
+    for (const std::string& n : names) result.push_back(completeNames ? directory + n.c_str() : CStr(n.c_str()));
+    return 1;
+}
+
+// ---- sockets and pipes: refused until their files exist -----------------------------------------------
+
+namespace {
+bool HasKind(const CStr& name, int kind) {
+    const CXFileName parsed(name);
+    return parsed.IsValid() && parsed.GetKind() == kind;
+}
+[[noreturn]] void RefuseSocket(unsigned line) { detail::ThrowXFile(kErrWrongState, "Not supported", line); }
+[[noreturn]] void RefusePipe(unsigned line) { detail::ThrowXFile(kErrWrongState, "Not supported for pipes", line); }
+}  // namespace
+
+unsigned char CXSocketFileSpace::ConstructCompleteFileName(const CStr&, CStr& name) {
+    return HasKind(name, eFileNameSocket) ? 1 : 0;
+}
+CXFile CXSocketFileSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char, XF_SHARE_FLAGS) {
+    RefuseSocket(__LINE__);
+}
+CXFile CXSocketFileSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) { RefuseSocket(__LINE__); }
+CXFile CXSocketFileSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
+    RefuseSocket(__LINE__);
+}
+unsigned char CXSocketFileSpace::CreateDir(const CStr&) { RefuseSocket(__LINE__); }
+unsigned char CXSocketFileSpace::Exist(CStr) { return 0; }
+unsigned char CXSocketFileSpace::IsReadOnly(CStr) { return 0; }
+unsigned char CXSocketFileSpace::Erase(CStr) { RefuseSocket(__LINE__); }
+unsigned char CXSocketFileSpace::Rename(CStr, CStr) { RefuseSocket(__LINE__); }
+int CXSocketFileSpace::Size(CStr) { return 0; }
+unsigned char CXSocketFileSpace::Time(CStr, unsigned int& low, unsigned int& high) {
+    low = high = 0;
+    return 0;
+}
+unsigned char CXSocketFileSpace::GetFileList(ZtRefArray<CStr>&, const CStr&, unsigned char, unsigned char,
+                                             unsigned char) {
+    RefuseSocket(__LINE__);
+}
+
+unsigned char CXThreadToThreadPipeSpace::ConstructCompleteFileName(const CStr&, CStr& name) {
+    return HasKind(name, eFileNamePipe) ? 1 : 0;
+}
+CXFile CXThreadToThreadPipeSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char,
+                                               XF_SHARE_FLAGS) {
+    RefusePipe(__LINE__);
+}
+CXFile CXThreadToThreadPipeSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) { RefusePipe(__LINE__); }
+CXFile CXThreadToThreadPipeSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
+    RefusePipe(__LINE__);
+}
+unsigned char CXThreadToThreadPipeSpace::CreateDir(const CStr&) { RefusePipe(__LINE__); }
+unsigned char CXThreadToThreadPipeSpace::Exist(CStr) { return 0; }
+unsigned char CXThreadToThreadPipeSpace::IsReadOnly(CStr) { return 0; }
+unsigned char CXThreadToThreadPipeSpace::Erase(CStr) { RefusePipe(__LINE__); }
+unsigned char CXThreadToThreadPipeSpace::Rename(CStr, CStr) { RefusePipe(__LINE__); }
+int CXThreadToThreadPipeSpace::Size(CStr) { return 0; }
+unsigned char CXThreadToThreadPipeSpace::Time(CStr, unsigned int& low, unsigned int& high) {
+    low = high = 0;
+    return 0;
+}
+unsigned char CXThreadToThreadPipeSpace::GetFileList(ZtRefArray<CStr>&, const CStr&, unsigned char,
+                                                     unsigned char, unsigned char) {
+    RefusePipe(__LINE__);
+}
+
+}  // namespace ZtBase
