@@ -118,7 +118,7 @@ void CBlob::InsertAt(int i, const CBlobRep& other) {
 }
 
 void CBlob::InsertAt(int i, char c) {
-    CBlob one(&c, 1);
+    const CBlob one(static_cast<const char*>(&c), 1);  // a copy: the char* form would adopt the address
     InsertAt(i, *one.GetRep());
 }
 
