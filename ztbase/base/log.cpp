@@ -28,18 +28,22 @@ constexpr std::size_t kEventPiece = 16384;
 
 constexpr unsigned kFixedBuffer = 1024;
 
-const char16_t* FilePrefix(LogTypes type) noexcept {
+// The record's type prefix, two spaces before it included.
+const unsigned short* FilePrefix(LogTypes type) noexcept {
+    static constexpr U16Literal kError(u"  E:  "), kWarning(u"  W:  "), kInformation(u"  I:  "),
+        kOther(u"  -:  ");
     switch (type) {
         case eLogError:
-            return u"E:  ";
+            return kError;
         case eLogWarning:
-            return u"W:  ";
+            return kWarning;
         case eLogInformation:
-            return u"I:  ";
+            return kInformation;
         default:
-            return u"-:  ";
+            return kOther;
     }
 }
+constexpr unsigned kPrefixLength = 6;
 
 platform::SystemLogLevel EventType(LogTypes type) noexcept {
     switch (type) {
@@ -217,7 +221,10 @@ void CLogManager::WriteFileRecord(LogTypes type, const unsigned short* text, uns
     } writing(m_writingFile);
     char time24[platform::kTimeTextSize];
     const unsigned timeLength = platform::LocalTimeText(time24);
-    const CUniStr record = BuildFileRecord(type, text, length, CUniStr(time24, timeLength));
+    bool same = m_timeText.Length() == timeLength;
+    for (unsigned i = 0; same && i < timeLength; ++i) same = m_timeText[i] == static_cast<unsigned char>(time24[i]);
+    if (!same) m_timeText = CUniStr(time24, timeLength);
+    const CUniStr record = BuildFileRecord(type, text, length, m_timeText);
     const unsigned bytes = 2 * record.Length();
     m_file.WriteBlock(reinterpret_cast<const char*>(record.c_str()), bytes);
     if (m_flushFile) m_file.Flush();
@@ -328,8 +335,7 @@ CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, 
     CUniStr record;
     record.Assure(time24.Length() + length + length / 8 + 16);
     record += time24;
-    record += CUniStr(u"  ");
-    record += CUniStr(FilePrefix(type));
+    record.Append(FilePrefix(type), kPrefixLength);
     const unsigned short* p = text;
     const unsigned short* end = text + length;
     bool first = true;
@@ -345,7 +351,8 @@ CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, 
         if (!first) record += kBreak;
         record.Append(p, static_cast<unsigned>(end - p));
     }
-    record += CUniStr(u"\r\n");
+    static constexpr U16Literal kEnd(u"\r\n");
+    record.Append(kEnd, 2);
     return record;
 }
 

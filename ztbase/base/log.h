@@ -92,6 +92,7 @@ private:
     unsigned m_bytesWritten = 0;          // bytes written to the current file since it was opened
     CStr m_stem;                          // the first log file's name without its last extension
     CStr m_extension;                     // that extension, without the dot
+    CUniStr m_timeText;                   // the time of the last record, reused while it does not change
     std::string m_utf8;  // 16-bit text converted for the terminal and the system log
 };
 

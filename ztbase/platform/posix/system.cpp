@@ -35,16 +35,25 @@ unsigned ProcessorCount() noexcept {
 unsigned LocalTimeText(char (&out)[kTimeTextSize]) noexcept {
     static constexpr char kDays[] = "SunMonTueWedThuFriSat";
     static constexpr char kMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    // The text changes once a second; each thread keeps the last one it made (the log asks per record).
+    thread_local time_t cachedSecond = -1;
+    thread_local char cachedText[kTimeTextSize];
+    thread_local unsigned cachedLength = 0;
     const time_t now = ::time(nullptr);
-    tm t;
-    if (!::localtime_r(&now, &t)) {
-        out[0] = 0;
-        return 0;
+    if (now != cachedSecond) {
+        tm t;
+        if (!::localtime_r(&now, &t)) {
+            out[0] = 0;
+            return 0;
+        }
+        const int n = std::snprintf(cachedText, kTimeTextSize, "%.3s %.3s%3d %02d:%02d:%02d %d",
+                                    kDays + 3 * (t.tm_wday % 7), kMonths + 3 * (t.tm_mon % 12), t.tm_mday,
+                                    t.tm_hour, t.tm_min, t.tm_sec, t.tm_year + 1900);
+        cachedLength = n > 0 ? static_cast<unsigned>(n) : 0u;
+        cachedSecond = now;
     }
-    const int n = std::snprintf(out, kTimeTextSize, "%.3s %.3s%3d %02d:%02d:%02d %d",
-                                kDays + 3 * (t.tm_wday % 7), kMonths + 3 * (t.tm_mon % 12), t.tm_mday,
-                                t.tm_hour, t.tm_min, t.tm_sec, t.tm_year + 1900);
-    return n > 0 ? static_cast<unsigned>(n) : 0u;
+    std::memcpy(out, cachedText, kTimeTextSize);
+    return cachedLength;
 }
 
 UtcTime CurrentUtcTime() noexcept {
