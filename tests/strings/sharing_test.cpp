@@ -65,4 +65,23 @@ TEST(StringSharing, WritingThroughOneHandleLeavesTheOtherAndDropsTheOldCountByOn
     EXPECT_TRUE(t == "xxyy");
 }
 
+TEST(StringSharing, ClearKeepsAnUnsharedBodyAndLetsASharedOneGo) {
+    CStr line("a line of text");
+    const SStrRep* body = line.GetRep();
+    const unsigned room = line.Size();
+    line.Clear();
+    EXPECT_EQ(line.GetRep(), body);
+    EXPECT_EQ(line.Length(), 0u);
+    EXPECT_EQ(line.Size(), room);
+    EXPECT_TRUE(line == "");
+    line += 'x';
+    EXPECT_EQ(line.GetRep(), body) << "the kept room is reused";
+
+    CUniStr shared(u"kept by another handle");
+    CUniStr other(shared);
+    shared.Clear();
+    EXPECT_TRUE(shared.IsNull());
+    EXPECT_TRUE(other == u"kept by another handle");
+}
+
 }  // namespace

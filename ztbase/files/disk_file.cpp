@@ -224,7 +224,7 @@ unsigned int CXFileBuffered::WriteTranslated(const char* buffer, unsigned int co
 unsigned char CXFileBuffered::ReadLn(CStr& line) {
     const XF_TEXT_MODE mode = GetTextMode();
     if (IsUnicodeMode(mode)) return CXFileRep::ReadLn(line);
-    line.Blank();
+    line.Clear();
     if (m_file == pf::kNoFile) return 0;
     for (;;) {
         if (m_position < 0 || m_position >= m_length) return 0;

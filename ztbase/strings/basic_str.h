@@ -69,6 +69,16 @@ public:
     unsigned GetLength() const noexcept { return Length(); }
     unsigned Size() const noexcept { return m_rep ? m_rep->capacity : 0; }
     void Blank() noexcept { this->Release(); }
+    // Empties the string. A body this handle holds alone is kept, with its room, for the text that
+    // follows (a reader filling one line after another allocates once); a shared body is let go.
+    void Clear() noexcept {
+        if (m_rep && m_rep->Shares() < 2) {
+            m_rep->length = 0;
+            m_rep->Chars()[0] = 0;
+        } else {
+            this->Release();
+        }
+    }
 
     // Never a null pointer: a null handle yields a shared, constant empty string.
     operator const Ch*() const noexcept { return m_rep ? m_rep->Chars() : EmptyText(); }
