@@ -91,7 +91,7 @@ void CXFileRep::Write(char c) {
     if (EightBit(m_mode))
         PutChar(static_cast<unsigned char>(c));
     else if (IsUnicodeMode(m_mode))
-        UniPutChar(static_cast<unsigned short>(static_cast<short>(c)));  // sign-extended, deliberately
+        UniPutChar(static_cast<unsigned short>(static_cast<signed char>(c)));  // sign-extended, deliberately
 }
 
 void CXFileRep::Write(const CStr& text) {

@@ -59,14 +59,19 @@ CBodyBase* CBlobRep::Duplicate() const {
 }
 
 CBlob::CBlob(char* adopt, int n) {
-    auto* rep = new CBlobRep();
+    auto* rep = new (std::nothrow) CBlobRep();
+    if (!rep) {
+        std::free(adopt);  // the buffer was handed over: it is not leaked
+        throw CMemoryError();
+    }
     rep->data = adopt;
     rep->size = rep->capacity = n;
     SetRepTo(rep);
 }
 
 CBlob::CBlob(const char* bytes, int n) {
-    auto* rep = new CBlobRep();
+    auto* rep = new (std::nothrow) CBlobRep();
+    if (!rep) throw CMemoryError();
     SetRepTo(rep);
     if (n > 0) {
         rep->Grow(n);
