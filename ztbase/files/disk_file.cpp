@@ -17,7 +17,6 @@ namespace {
 
 constexpr char kCR = '\r';
 constexpr char kLF = '\n';
-constexpr unsigned short kNoUnit = 0xFFFF;
 constexpr unsigned kErrInvalidFile = 10005;  // an invalid body state
 
 int ClampToInt(long long v) {
@@ -251,26 +250,11 @@ unsigned char CXFileBuffered::ReadLn(CStr& line) {
     }
 }
 
-short CXFileBuffered::PutChar(short c) {
-    const char byte = static_cast<char>(c);
-    return WriteBlock(&byte, 1) == 1 ? c : short(-1);
-}
+short CXFileBuffered::PutChar(short c) { return PutCharAsBlock(c); }
 
-short CXFileBuffered::GetChar() {
-    unsigned char byte;
-    return ReadBlock(reinterpret_cast<char*>(&byte), 1) == 1 ? short(byte) : short(-1);
-}
-
-unsigned short CXFileBuffered::UniPutChar(unsigned short c) {
-    const char bytes[2] = {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
-    return WriteBlock(bytes, 2) == 2 ? c : kNoUnit;
-}
-
-unsigned short CXFileBuffered::UniGetChar() {
-    unsigned char bytes[2];
-    if (ReadBlock(reinterpret_cast<char*>(bytes), 2) != 2) return kNoUnit;
-    return static_cast<unsigned short>(bytes[0] | bytes[1] << 8);
-}
+short CXFileBuffered::GetChar() { return GetCharAsBlock(); }
+unsigned short CXFileBuffered::UniPutChar(unsigned short c) { return UniPutCharAsBlock(c); }
+unsigned short CXFileBuffered::UniGetChar() { return UniGetCharAsBlock(); }
 
 void CXFileBuffered::Flush() {
     WriteBack(true);
@@ -358,27 +342,11 @@ unsigned int CXFileUnbuffered::WriteBlock(const char* buffer, unsigned int count
     return static_cast<unsigned>(n);
 }
 
-short CXFileUnbuffered::PutChar(short c) {
-    if (c > 255) return -1;
-    const char byte = static_cast<char>(c);
-    return WriteBlock(&byte, 1) == 1 ? c : short(-1);
-}
+short CXFileUnbuffered::PutChar(short c) { return c > 255 ? short(-1) : PutCharAsBlock(c); }
 
-short CXFileUnbuffered::GetChar() {
-    unsigned char byte;
-    return ReadBlock(reinterpret_cast<char*>(&byte), 1) == 1 ? short(byte) : short(-1);
-}
-
-unsigned short CXFileUnbuffered::UniPutChar(unsigned short c) {
-    const char bytes[2] = {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
-    return WriteBlock(bytes, 2) == 2 ? c : kNoUnit;
-}
-
-unsigned short CXFileUnbuffered::UniGetChar() {
-    unsigned char bytes[2];
-    if (ReadBlock(reinterpret_cast<char*>(bytes), 2) != 2) return kNoUnit;
-    return static_cast<unsigned short>(bytes[0] | bytes[1] << 8);
-}
+short CXFileUnbuffered::GetChar() { return GetCharAsBlock(); }
+unsigned short CXFileUnbuffered::UniPutChar(unsigned short c) { return UniPutCharAsBlock(c); }
+unsigned short CXFileUnbuffered::UniGetChar() { return UniGetCharAsBlock(); }
 
 void CXFileUnbuffered::Flush() {
     if (m_readOnly) return;

@@ -95,9 +95,9 @@ public:
     static CStr NativePath(const CStr& name);
 };
 
-// Socket end points ("SOCKET:host:port"). Socket files are not built yet: every operation on a socket
-// name is refused with "Not supported" (10009).
-class ZTBASE_API CXSocketFileSpace : public CXFileSpaceManagerRep {
+// A space that recognises one prefixed kind of name, so that the search never hands such names to the
+// disk, and refuses every operation on them with its message (10009); its queries answer false or 0.
+class ZTBASE_API CXRefusingFileSpace : public CXFileSpaceManagerRep {
 public:
     CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
                         XF_SHARE_FLAGS share) override;
@@ -112,29 +112,30 @@ public:
     unsigned char Time(CStr name, unsigned int& low, unsigned int& high) override;
     unsigned char GetFileList(ZtRefArray<CStr>& result, const CStr& pattern, unsigned char files,
                               unsigned char directories, unsigned char completeNames) override;
-    // Only socket names ("SOCKET:") belong here; they are complete as they stand.
+    // Only names of the space's kind belong here; they are complete as they stand.
     unsigned char ConstructCompleteFileName(const CStr& path, CStr& name) override;
+
+protected:
+    CXRefusingFileSpace(int kind, const char* refusal) : m_kind(kind), m_refusal(refusal) {}
+
+private:
+    [[noreturn]] void Refuse(unsigned line) const;
+    int m_kind;
+    const char* m_refusal;
+};
+
+// Socket end points ("SOCKET:host:port"). Socket files are not built yet: every operation on a socket
+// name is refused with "Not supported".
+class ZTBASE_API CXSocketFileSpace : public CXRefusingFileSpace {
+public:
+    CXSocketFileSpace();
 };
 
 // Thread-to-thread pipes ("TTPIPE:name"). Pipe files are not built yet: every operation on a pipe name
-// is refused with "Not supported for pipes" (10009).
-class ZTBASE_API CXThreadToThreadPipeSpace : public CXFileSpaceManagerRep {
+// is refused with "Not supported for pipes".
+class ZTBASE_API CXThreadToThreadPipeSpace : public CXRefusingFileSpace {
 public:
-    CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
-                        XF_SHARE_FLAGS share) override;
-    CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
-    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, XF_SHARE_FLAGS share) override;
-    unsigned char CreateDir(const CStr& name) override;
-    unsigned char Exist(CStr name) override;
-    unsigned char IsReadOnly(CStr name) override;
-    unsigned char Erase(CStr name) override;
-    unsigned char Rename(CStr oldName, CStr newName) override;
-    int Size(CStr name) override;
-    unsigned char Time(CStr name, unsigned int& low, unsigned int& high) override;
-    unsigned char GetFileList(ZtRefArray<CStr>& result, const CStr& pattern, unsigned char files,
-                              unsigned char directories, unsigned char completeNames) override;
-    // Only pipe names ("TTPIPE:") belong here; they are complete as they stand.
-    unsigned char ConstructCompleteFileName(const CStr& path, CStr& name) override;
+    CXThreadToThreadPipeSpace();
 };
 
 }  // namespace ZtBase

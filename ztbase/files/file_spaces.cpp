@@ -126,64 +126,36 @@ unsigned char CXWin32FileSpace::GetFileList(ZtRefArray<CStr>& result, const CStr
 
 // ---- sockets and pipes: refused until their files exist -----------------------------------------------
 
-namespace {
-bool HasKind(const CStr& name, int kind) {
+CXSocketFileSpace::CXSocketFileSpace() : CXRefusingFileSpace(eFileNameSocket, "Not supported") {}
+CXThreadToThreadPipeSpace::CXThreadToThreadPipeSpace()
+    : CXRefusingFileSpace(eFileNamePipe, "Not supported for pipes") {}
+
+void CXRefusingFileSpace::Refuse(unsigned line) const { detail::ThrowXFile(kErrWrongState, m_refusal, line); }
+
+unsigned char CXRefusingFileSpace::ConstructCompleteFileName(const CStr&, CStr& name) {
     const CXFileName parsed(name);
-    return parsed.IsValid() && parsed.GetKind() == kind;
+    return parsed.IsValid() && parsed.GetKind() == m_kind ? 1 : 0;
 }
-[[noreturn]] void RefuseSocket(unsigned line) { detail::ThrowXFile(kErrWrongState, "Not supported", line); }
-[[noreturn]] void RefusePipe(unsigned line) { detail::ThrowXFile(kErrWrongState, "Not supported for pipes", line); }
-}  // namespace
-
-unsigned char CXSocketFileSpace::ConstructCompleteFileName(const CStr&, CStr& name) {
-    return HasKind(name, eFileNameSocket) ? 1 : 0;
+CXFile CXRefusingFileSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char, XF_SHARE_FLAGS) {
+    Refuse(__LINE__);
 }
-CXFile CXSocketFileSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char, XF_SHARE_FLAGS) {
-    RefuseSocket(__LINE__);
+CXFile CXRefusingFileSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) { Refuse(__LINE__); }
+CXFile CXRefusingFileSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
+    Refuse(__LINE__);
 }
-CXFile CXSocketFileSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) { RefuseSocket(__LINE__); }
-CXFile CXSocketFileSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
-    RefuseSocket(__LINE__);
-}
-unsigned char CXSocketFileSpace::CreateDir(const CStr&) { RefuseSocket(__LINE__); }
-unsigned char CXSocketFileSpace::Exist(CStr) { return 0; }
-unsigned char CXSocketFileSpace::IsReadOnly(CStr) { return 0; }
-unsigned char CXSocketFileSpace::Erase(CStr) { RefuseSocket(__LINE__); }
-unsigned char CXSocketFileSpace::Rename(CStr, CStr) { RefuseSocket(__LINE__); }
-int CXSocketFileSpace::Size(CStr) { return 0; }
-unsigned char CXSocketFileSpace::Time(CStr, unsigned int& low, unsigned int& high) {
+unsigned char CXRefusingFileSpace::CreateDir(const CStr&) { Refuse(__LINE__); }
+unsigned char CXRefusingFileSpace::Exist(CStr) { return 0; }
+unsigned char CXRefusingFileSpace::IsReadOnly(CStr) { return 0; }
+unsigned char CXRefusingFileSpace::Erase(CStr) { Refuse(__LINE__); }
+unsigned char CXRefusingFileSpace::Rename(CStr, CStr) { Refuse(__LINE__); }
+int CXRefusingFileSpace::Size(CStr) { return 0; }
+unsigned char CXRefusingFileSpace::Time(CStr, unsigned int& low, unsigned int& high) {
     low = high = 0;
     return 0;
 }
-unsigned char CXSocketFileSpace::GetFileList(ZtRefArray<CStr>&, const CStr&, unsigned char, unsigned char,
-                                             unsigned char) {
-    RefuseSocket(__LINE__);
-}
-
-unsigned char CXThreadToThreadPipeSpace::ConstructCompleteFileName(const CStr&, CStr& name) {
-    return HasKind(name, eFileNamePipe) ? 1 : 0;
-}
-CXFile CXThreadToThreadPipeSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char,
-                                               XF_SHARE_FLAGS) {
-    RefusePipe(__LINE__);
-}
-CXFile CXThreadToThreadPipeSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) { RefusePipe(__LINE__); }
-CXFile CXThreadToThreadPipeSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
-    RefusePipe(__LINE__);
-}
-unsigned char CXThreadToThreadPipeSpace::CreateDir(const CStr&) { RefusePipe(__LINE__); }
-unsigned char CXThreadToThreadPipeSpace::Exist(CStr) { return 0; }
-unsigned char CXThreadToThreadPipeSpace::IsReadOnly(CStr) { return 0; }
-unsigned char CXThreadToThreadPipeSpace::Erase(CStr) { RefusePipe(__LINE__); }
-unsigned char CXThreadToThreadPipeSpace::Rename(CStr, CStr) { RefusePipe(__LINE__); }
-int CXThreadToThreadPipeSpace::Size(CStr) { return 0; }
-unsigned char CXThreadToThreadPipeSpace::Time(CStr, unsigned int& low, unsigned int& high) {
-    low = high = 0;
-    return 0;
-}
-unsigned char CXThreadToThreadPipeSpace::GetFileList(ZtRefArray<CStr>&, const CStr&, unsigned char,
-                                                     unsigned char, unsigned char) {
-    RefusePipe(__LINE__);
+unsigned char CXRefusingFileSpace::GetFileList(ZtRefArray<CStr>&, const CStr&, unsigned char, unsigned char,
+                                               unsigned char) {
+    Refuse(__LINE__);
 }
 
 }  // namespace ZtBase

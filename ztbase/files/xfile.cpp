@@ -119,6 +119,27 @@ void CXFileRep::UniWrite(const CUniStr& text) {
     }
 }
 
+short CXFileRep::PutCharAsBlock(short c) {
+    const char byte = static_cast<char>(c);
+    return WriteBlock(&byte, 1) == 1 ? c : short(-1);
+}
+
+short CXFileRep::GetCharAsBlock() {
+    unsigned char byte;
+    return ReadBlock(reinterpret_cast<char*>(&byte), 1) == 1 ? short(byte) : short(-1);
+}
+
+unsigned short CXFileRep::UniPutCharAsBlock(unsigned short c) {
+    const char bytes[2] = {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
+    return WriteBlock(bytes, 2) == 2 ? c : kEnd;
+}
+
+unsigned short CXFileRep::UniGetCharAsBlock() {
+    unsigned char bytes[2];
+    if (ReadBlock(reinterpret_cast<char*>(bytes), 2) != 2) return kEnd;
+    return static_cast<unsigned short>(bytes[0] | bytes[1] << 8);
+}
+
 char* CXFileRep::CreateMemoryView(int, int) { return nullptr; }
 unsigned char CXFileRep::IsLockingSupported() { return 0; }
 int CXFileRep::LockRegion(int, int) { detail::ThrowXFile(kErrWrongState, "Locking not supported", __LINE__); }

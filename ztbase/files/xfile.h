@@ -88,6 +88,15 @@ public:
     XF_TEXT_MODE GetTextMode() const noexcept { return m_mode; }
 
     void IncRefCount() noexcept { LockedIncrement(m_refCount); }
+protected:
+    // Character operations made of one block operation, for kinds whose block operations already do
+    // what a character needs: one byte, or the two bytes of a unit (low byte first).
+    short PutCharAsBlock(short c);
+    short GetCharAsBlock();
+    unsigned short UniPutCharAsBlock(unsigned short c);
+    unsigned short UniGetCharAsBlock();
+
+public:
     unsigned char DecAndCompareToZeroRefCount() noexcept { return LockedDecrement(m_refCount); }
     int GetRefCount() const noexcept {
         return std::atomic_ref<int>(const_cast<int&>(m_refCount)).load(std::memory_order_acquire);
