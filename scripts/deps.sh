@@ -3,7 +3,7 @@
 set -euo pipefail
 # Usage: scripts/deps.sh [bench]   (bench adds the peers the benchmarks compare against)
 packages=(cmake ninja-build g++ clang pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
-[ "${1:-}" = bench ] && packages+=(libspdlog-dev)
+[ "${1:-}" = bench ] && packages+=(libspdlog-dev nlohmann-json3-dev rapidjson-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -7,6 +7,7 @@
 #include "ztbase/base/log.h"
 #include "ztbase/base/memory_pool.h"
 #include "ztbase/files/file_system.h"
+#include "ztbase/generic/symbol.h"
 #include "ztbase/strings/chardefs.h"
 
 namespace ZtBase {
@@ -34,6 +35,9 @@ constinit unsigned char ICSortMap[256] = {ZT_RANK64(0) ZT_RANK64(64) ZT_RANK64(1
 #undef ZT_RANK1
 
 CLogManager gLog;
+// The symbol table itself is made on first use and never destroyed.
+CSymbol trueSymbol("True");
+CSymbol falseSymbol("False");
 CXFileSystem gFileSystem;
 
 }  // namespace ZtBase

@@ -1,0 +1,415 @@
+#include <gtest/gtest.h>
+#include <ztbase/base/exceptions.h>
+#include <ztbase/files/file_system.h>
+#include <ztbase/generic/list.h>
+#include <ztbase/generic/scalars.h>
+#include <ztbase/generic/symbol.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+using namespace ZtBase;
+
+namespace {
+
+std::string Utf8(const CUniStr& s) { return s.ToUtf8(); }
+CGeneric Read(const char16_t* text) { return CGeneric::CreateFromString(CUniStr(text)); }
+CGenericList ReadList(const char16_t* text) { return static_cast<CGenericList>(Read(text)); }
+std::string Text(const CGeneric& g) { return Utf8(g.GetString()); }
+std::string Text(const CGenericList& l) { return Utf8(l.GetString()); }
+
+std::vector<unsigned char> Bytes(const CXFile& f) {
+    const int length = f.GetFileLength();
+    std::vector<unsigned char> out(static_cast<std::size_t>(length));
+    f.Seek(0);
+    if (length) f.ReadBlock(reinterpret_cast<char*>(out.data()), static_cast<unsigned>(length));
+    f.Seek(0);
+    return out;
+}
+
+CXFile FileOf(const std::vector<unsigned char>& bytes) {
+    CXFile f = gFileSystem.CreateRamFile(XF_BINARY);
+    if (!bytes.empty()) f.WriteBlock(reinterpret_cast<const char*>(bytes.data()), unsigned(bytes.size()));
+    f.Seek(0);
+    return f;
+}
+
+void PutU32(std::vector<unsigned char>& out, unsigned v) {
+    for (int i = 0; i < 4; ++i) out.push_back(static_cast<unsigned char>(v >> (8 * i)));
+}
+
+CGeneric StoreAndLoad(const CGeneric& value, std::vector<unsigned char>* bytes = nullptr) {
+    CXFile f = gFileSystem.CreateRamFile(XF_BINARY);
+    value >> f;
+    if (bytes) *bytes = Bytes(f);
+    f.Seek(0);
+    CGeneric loaded;
+    loaded << f;
+    EXPECT_EQ(f.GetFilePosition(), f.GetFileLength()) << "the load read every stored byte";
+    return loaded;
+}
+
+template <class F>
+void ExpectError(F&& f, unsigned code, const std::string& message) {
+    try {
+        f();
+        ADD_FAILURE() << "nothing was raised, expected " << message;
+    } catch (const CZtSimpleException& e) {
+        EXPECT_EQ(e.GetExceptionErrorCode(), code);
+        EXPECT_EQ(Utf8(e.GetErrorString(0)), message);
+    }
+}
+
+}  // namespace
+
+TEST(GenericList, EmptyListGivesSharedNullsThatNothingChanges) {
+    CGenericList empty;
+    const CGeneric& car = empty.GetCar();
+    const CGeneric& cdr = empty.GetCdr();
+    EXPECT_TRUE(car.IsNull());
+    EXPECT_TRUE(cdr.IsNull());
+    EXPECT_NE(&car, &cdr) << "two distinct process-wide nulls";
+    EXPECT_EQ(&CGenericList().GetCar(), &car);
+    EXPECT_EQ(&empty.GetFirst(), &car);
+    EXPECT_EQ(&empty.GetRest(), &cdr);
+
+    empty.SetCar(CSymbol("a"));
+    empty.SetCdr(CGeneric(3));
+    EXPECT_EQ(Text(empty), "(a . 3)");
+    EXPECT_TRUE(car.IsNull());
+    EXPECT_TRUE(cdr.IsNull());
+    EXPECT_TRUE(CGenericList().GetCdr().IsNull());
+
+    CGenericList none;
+    EXPECT_EQ(none.GetLength(), 0u);
+    EXPECT_TRUE(none.GetNth(0).IsNull());
+    EXPECT_TRUE(none.GetReverse().IsNull());
+    EXPECT_TRUE(none.begin() == none.end());
+    EXPECT_EQ(Text(none), "");
+    EXPECT_EQ(none.GetDepth(), 0u);
+    EXPECT_EQ(none.IncrementDepth(), 0u);
+    EXPECT_TRUE(none.IsNull()) << "depth operations do not make a pair";
+}
+
+TEST(GenericList, ReadListEqualsBuiltPairs) {
+    const CSymbol a("a"), b("b");
+    CGenericList built(a, CGenericList(b, CGenericList()));
+    EXPECT_TRUE(built.GetCdr().GetType() == eGenericList);
+    EXPECT_TRUE(static_cast<CGenericList>(built.GetCdr()).GetCdr().IsNull());
+    EXPECT_TRUE(ReadList(u"(a b)") == built);
+    EXPECT_TRUE(Read(u"(a b)") == CGeneric(built));
+    EXPECT_FALSE(ReadList(u"(a b)") == ReadList(u"(a . b)"));
+    EXPECT_FALSE(ReadList(u"(a b)") == ReadList(u"(a b c)"));
+    EXPECT_TRUE(ReadList(u"(a (b c) . d)") == ReadList(u"( a ( b c ) . d )"));
+    // The two-value constructor keeps a non-list rest as a dotted end.
+    EXPECT_EQ(Text(CGenericList(a, CGeneric(b))), "(a . b)");
+    EXPECT_EQ(Text(CGenericList(CGeneric(), CGenericList())), "(())");
+}
+
+TEST(GenericList, OrderIsLexicographicWithTheNullRestFirst) {
+    struct Case {
+        const char16_t* less;
+        const char16_t* greater;
+    } cases[] = {
+        {u"(a b)", u"(a c)"},   {u"(a)", u"(a b)"},         {u"(a b)", u"(b)"},
+        {u"(() b)", u"(a)"},    {u"(a . b)", u"(a . c)"},   {u"(a)", u"(a . b)"},
+        {u"(1 2)", u"(1 a)"},   {u"((a b) c)", u"((a c))"}, {u"((a) b)", u"((a b))"},
+        {u"(1 (2 3) 4)", u"(1 (2 3) 5)"},
+    };
+    CSymbol("a"), CSymbol("b"), CSymbol("c");  // a < b < c by index
+    for (const Case& c : cases) {
+        const CGenericList x = ReadList(c.less), y = ReadList(c.greater);
+        SCOPED_TRACE(Text(x) + " < " + Text(y));
+        EXPECT_TRUE(x < y);
+        EXPECT_FALSE(y < x);
+        EXPECT_TRUE(x <= y);
+        EXPECT_FALSE(y <= x);
+        EXPECT_TRUE(y > x);
+        EXPECT_TRUE(y >= x);
+        EXPECT_FALSE(x >= y);
+        EXPECT_TRUE(CGeneric(x) < CGeneric(y));
+        EXPECT_FALSE(CGeneric(x) == CGeneric(y));
+    }
+    const CGenericList p = ReadList(u"(a (b) . c)"), q = ReadList(u"(a (b) . c)");
+    EXPECT_TRUE(p == q);
+    EXPECT_FALSE(p < q);
+    EXPECT_TRUE(p <= q);
+    EXPECT_TRUE(p >= q);
+    // The empty list is the null value: it sorts before every list. Other kinds follow the kind order.
+    EXPECT_TRUE(CGenericList() < p);
+    EXPECT_TRUE(CGenericList() == CGenericList());
+    EXPECT_TRUE(CGeneric(p) < CGeneric(1)) << "lists sort before numbers";
+    EXPECT_TRUE(CGeneric(CSymbol("a")) > CGeneric(p));
+    EXPECT_FALSE(CGeneric(p) == Read(u"[a, b, c]"));
+}
+
+TEST(GenericList, LengthStopsAtNullElementsAndDottedEnds) {
+    EXPECT_EQ(ReadList(u"(a b c)").GetLength(), 3u);
+    EXPECT_EQ(ReadList(u"(a . b)").GetLength(), 1u);
+    EXPECT_EQ(ReadList(u"(a () b)").GetLength(), 1u);
+    EXPECT_EQ(ReadList(u"(() a)").GetLength(), 0u);
+    EXPECT_EQ(ReadList(u"((a b c))").GetLength(), 1u);
+    EXPECT_EQ(ReadList(u"(a b . c)").GetLength(), 2u);
+}
+
+TEST(GenericList, NthCountsFromZeroAndGivesNullBeyond) {
+    const CGenericList abc = ReadList(u"(a b c)");
+    EXPECT_EQ(Text(abc.GetNth(0)), "a");
+    EXPECT_EQ(Text(abc.GetNth(2)), "c");
+    EXPECT_TRUE(abc.GetNth(3).IsNull());
+    EXPECT_TRUE(abc.GetNth(5).IsNull());
+    EXPECT_TRUE(ReadList(u"(a . b)").GetNth(1).IsNull());
+    EXPECT_EQ(Text(ReadList(u"(a () b)").GetNth(2)), "b") << "a null element does not end GetNth";
+}
+
+TEST(GenericList, ReverseMakesNewPairsAndLeavesTheListAlone) {
+    const CGenericList abc = ReadList(u"(a b c)");
+    const CGenericList cba = abc.GetReverse();
+    EXPECT_EQ(Text(cba), "(c b a)");
+    EXPECT_EQ(Text(abc), "(a b c)");
+    EXPECT_EQ(Text(ReadList(u"(a b . c)").GetReverse()), "(b a)");
+    EXPECT_EQ(Text(ReadList(u"(a () (b c))").GetReverse()), "((b c) () a)");
+    // The values are shared, the pairs are new.
+    const CGenericList nested = ReadList(u"((x) y)");
+    EXPECT_EQ(nested.GetReverse().GetNth(1).GetRep(), nested.GetCar().GetRep());
+}
+
+TEST(GenericList, DepthCounterNeverGoesBelowZeroAndIsNotPartOfTheValue) {
+    CGenericList list = ReadList(u"(a b)");
+    EXPECT_EQ(list.GetDepth(), 0u);
+    EXPECT_EQ(list.DecrementDepth(), 0u);
+    EXPECT_EQ(list.IncrementDepth(), 1u);
+    EXPECT_EQ(list.IncrementDepth(), 2u);
+    CGenericList shared = list;
+    EXPECT_EQ(shared.DecrementDepth(), 1u) << "the counter is the pair's, seen through every handle";
+    EXPECT_EQ(list.GetDepth(), 1u);
+    EXPECT_TRUE(list == ReadList(u"(a b)"));
+    // A copy made on write starts at 0.
+    shared.SetCar(CSymbol("z"));
+    EXPECT_EQ(shared.GetDepth(), 0u);
+    EXPECT_EQ(list.GetDepth(), 1u);
+}
+
+TEST(GenericList, AppendConcatenatesCopyingThisListAndSharingTheArgument) {
+    const CGenericList ab = ReadList(u"(a b)");
+    const CGenericList c = ReadList(u"(c)");
+    const CGenericList abc = ab.Append(c);
+    EXPECT_EQ(Text(abc), "(a b c)");
+    EXPECT_EQ(Text(ab), "(a b)");
+    EXPECT_NE(abc.GetRep(), ab.GetRep());
+    const CGenericList tail = static_cast<CGenericList>(static_cast<CGenericList>(abc.GetCdr()).GetCdr());
+    EXPECT_EQ(tail.GetRep(), c.GetRep()) << "the argument's pairs are shared";
+
+    const CGenericList copy = ab.Append(CGeneric(3));
+    EXPECT_EQ(Text(copy), "(a b)") << "appending a value that is not a list copies the list";
+    EXPECT_NE(copy.GetRep(), ab.GetRep());
+    EXPECT_NE(copy.GetCdr().GetRep(), ab.GetCdr().GetRep());
+
+    const CGenericList fromEmpty = CGenericList().Append(c);
+    EXPECT_EQ(fromEmpty.GetRep(), c.GetRep()) << "the empty list appended with a list is that list";
+    EXPECT_TRUE(CGenericList().Append(CGeneric(3)).IsNull());
+    EXPECT_EQ(Text(ReadList(u"(a . x)").Append(c)), "(a c)") << "a dotted end is dropped";
+    EXPECT_EQ(Text(ReadList(u"(a () b)").Append(c)), "(a () b c)");
+}
+
+TEST(GenericList, SettersCopyOnWrite) {
+    CGenericList list = ReadList(u"(a b)");
+    const CGenericList shared = list;
+    list.SetCar(CSymbol("z"));
+    EXPECT_EQ(Text(list), "(z b)");
+    EXPECT_EQ(Text(shared), "(a b)");
+    EXPECT_EQ(list.GetCdr().GetRep(), shared.GetCdr().GetRep()) << "only the first pair is copied";
+    list.SetRest(CGeneric());
+    EXPECT_EQ(Text(list), "(z)");
+    list.SetFirst(list);  // a value taken from the list itself
+    EXPECT_EQ(Text(list), "((z))");
+}
+
+TEST(GenericList, IteratorVisitsEveryPairButNotTheDottedEnd) {
+    const CGenericList list = ReadList(u"(a () (b) . c)");
+    std::vector<std::string> seen;
+    for (const CGeneric& g : list) seen.push_back(Text(g));
+    EXPECT_EQ(seen, (std::vector<std::string>{"a", "", "(b)"}));
+    EXPECT_EQ(std::distance(list.begin(), list.end()), 3);
+    auto it = list.begin();
+    EXPECT_EQ(Text(*it++), "a");
+    EXPECT_TRUE(it->IsNull());
+}
+
+TEST(GenericList, TextWritesDottedEndsAndNullElements) {
+    EXPECT_EQ(Text(Read(u"(a (b c) . d)")), "(a (b c) . d)");
+    EXPECT_EQ(Text(Read(u"(a () b)")), "(a () b)");
+    EXPECT_EQ(Text(Read(u"((()))")), "((()))");
+    EXPECT_EQ(Text(Read(u"(1 . 2.5)")), "(1 . 2.5)");
+    EXPECT_EQ(Text(Read(u"(\"x y\" _v [1,2] {k=v} . [3])")), "(\"x y\" _v [1,2] {k=v} . [3])");
+    EXPECT_EQ(Text(Read(u"(a . (b c))")), "(a b c)") << "a list rest is not a dotted end";
+    EXPECT_EQ(Text(Read(u"()")), "");
+}
+
+TEST(GenericList, PrettyPrintBreaksLongListsAndReadsBack) {
+    const CGeneric shortList = Read(u"(a (b c) . d)");
+    EXPECT_EQ(Utf8(shortList.GetPrettyPrint()), "(a (b c) . d)");
+    const CGeneric longList = Read(
+        u"(alpha beta (gamma delta) (epsilon (zeta eta theta iota kappa lambda mu nu xi omicron pi rho) sigma) "
+        u"{tau=upsilon} . phi)");
+    const std::string pretty = Utf8(longList.GetPrettyPrint());
+    EXPECT_EQ(pretty,
+              "(\n"
+              "    alpha\n"
+              "    beta\n"
+              "    (gamma delta)\n"
+              "    (\n"
+              "        epsilon\n"
+              "        (\n"
+              "            zeta\n"
+              "            eta\n"
+              "            theta\n"
+              "            iota\n"
+              "            kappa\n"
+              "            lambda\n"
+              "            mu\n"
+              "            nu\n"
+              "            xi\n"
+              "            omicron\n"
+              "            pi\n"
+              "            rho\n"
+              "        )\n"
+              "        sigma\n"
+              "    )\n"
+              "    {tau=upsilon}\n"
+              "    . phi\n"
+              ")");
+    EXPECT_TRUE(CGeneric::CreateFromString(longList.GetPrettyPrint()) == longList);
+}
+
+TEST(GenericList, StoreAndLoadRoundTrip) {
+    for (const char16_t* text : {u"(a b c)", u"(a () b)", u"(a . b)", u"((a b) c)", u"(1 (2 . 3) . \"x\")",
+                                 u"(())", u"([1, 2] {k=(a . b)} . _v)", u"((((deep))))"}) {
+        const CGeneric value = Read(text);
+        const CGeneric loaded = StoreAndLoad(value);
+        // A variable has no binary form: it loads as null.
+        std::string expected = Text(value);
+        if (expected == "([1,2] {k=(a . b)} . _v)") expected = "([1,2] {k=(a . b)})";
+        // A pair of two nulls is what an empty list loads as: the null value.
+        if (expected == "(())") expected = "";
+        EXPECT_EQ(Text(loaded), expected);
+    }
+    EXPECT_TRUE(StoreAndLoad(Read(u"(a b c)")) == Read(u"(a b c)"));
+}
+
+TEST(GenericList, BinaryFormIsCountThenElements) {
+    std::vector<unsigned char> bytes;
+    StoreAndLoad(Read(u"(1 2)"), &bytes);
+    std::vector<unsigned char> expected;
+    PutU32(expected, 7);
+    PutU32(expected, 2);
+    for (double d : {1.0, 2.0}) {
+        PutU32(expected, 3);
+        unsigned long long bits;
+        std::memcpy(&bits, &d, 8);
+        for (int i = 0; i < 8; ++i) expected.push_back(static_cast<unsigned char>(bits >> (8 * i)));
+    }
+    EXPECT_EQ(bytes, expected);
+
+    // A null element is the kind code 0; a dotted end sets bit 31 of the count and follows the elements.
+    StoreAndLoad(Read(u"(() . 1)"), &bytes);
+    ASSERT_EQ(bytes.size(), 4u + 4 + 4 + 12);
+    EXPECT_EQ(bytes[4] | bytes[5] << 8 | bytes[6] << 16 | unsigned(bytes[7]) << 24, 0x80000001u);
+    EXPECT_EQ(bytes[8] | bytes[9] | bytes[10] | bytes[11], 0);
+
+    // Storing the empty list writes nothing; a stored count of 0 loads as the null value.
+    CXFile f = gFileSystem.CreateRamFile(XF_BINARY);
+    CGenericList() >> f;
+    EXPECT_EQ(f.GetFileLength(), 0);
+    std::vector<unsigned char> zero;
+    PutU32(zero, 7);
+    PutU32(zero, 0);
+    CGeneric g = Read(u"x");
+    g << FileOf(zero);
+    EXPECT_TRUE(g.IsNull());
+}
+
+TEST(GenericList, LoadRefusesCountsTheFileCannotHoldAndEndlessNesting) {
+    std::vector<unsigned char> huge;
+    PutU32(huge, 7);
+    PutU32(huge, 0x7FFFFFFF);
+    PutU32(huge, 3);
+    CGeneric g;
+    ExpectError([&] { g << FileOf(huge); }, 11001, "Read operation failed");
+
+    std::vector<unsigned char> shortFile;
+    PutU32(shortFile, 7);
+    PutU32(shortFile, 2);
+    PutU32(shortFile, 0);
+    ExpectError([&] { g << FileOf(shortFile); }, 11001, "Read operation failed");
+
+    // Each level is a list of one element: the next level.
+    auto nested = [](unsigned levels) {
+        std::vector<unsigned char> bytes;
+        for (unsigned i = 0; i < levels; ++i) {
+            PutU32(bytes, 7);
+            PutU32(bytes, 1);
+        }
+        PutU32(bytes, 3);
+        for (int i = 0; i < 8; ++i) bytes.push_back(0);
+        return bytes;
+    };
+    g << FileOf(nested(500));
+    EXPECT_EQ(g.GetType(), eGenericList);
+    ExpectError([&] { g << FileOf(nested(200000)); }, 11001, "Read operation failed");
+}
+
+namespace {
+
+// A random list of lists of small numbers, and the same as vectors: an empty inner list is a null
+// element, which sorts first exactly as the empty vector does.
+struct RandomList {
+    CGeneric value;
+    std::vector<std::vector<int>> reference;
+};
+
+RandomList MakeRandomList(std::mt19937& rng) {
+    RandomList out;
+    std::uniform_int_distribution<int> length(0, 4), inner(0, 2), number(0, 2);
+    const int n = length(rng);
+    for (int i = 0; i < n; ++i) {
+        std::vector<int> element;
+        const int m = inner(rng);
+        for (int j = 0; j < m; ++j) element.push_back(number(rng));
+        out.reference.push_back(element);
+    }
+    CGeneric list;
+    for (auto e = out.reference.rbegin(); e != out.reference.rend(); ++e) {
+        CGeneric sub;
+        for (auto x = e->rbegin(); x != e->rend(); ++x) sub = CGenericList(CGeneric(*x), sub);
+        list = CGenericList(sub, list);
+    }
+    out.value = list;
+    return out;
+}
+
+}  // namespace
+
+TEST(GenericList, OrderMatchesLexicographicReferenceOnRandomLists) {
+    std::mt19937 rng(20240611u);  // fixed rng start value
+    std::vector<RandomList> lists;
+    for (int i = 0; i < 300; ++i) lists.push_back(MakeRandomList(rng));
+    for (const RandomList& x : lists) {
+        for (const RandomList& y : lists) {
+            const CGenericList a = static_cast<CGenericList>(x.value), b = static_cast<CGenericList>(y.value);
+            ASSERT_EQ(bool(x.value < y.value), x.reference < y.reference) << Text(x.value) << " " << Text(y.value);
+            ASSERT_EQ(bool(x.value <= y.value), x.reference <= y.reference);
+            ASSERT_EQ(bool(x.value == y.value), x.reference == y.reference);
+            ASSERT_EQ(bool(a > b), x.reference > y.reference);
+            ASSERT_EQ(bool(a >= b), x.reference >= y.reference);
+        }
+    }
+    std::vector<RandomList> sorted = lists;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const RandomList& p, const RandomList& q) { return p.value < q.value; });
+    for (std::size_t i = 1; i < sorted.size(); ++i) EXPECT_LE(sorted[i - 1].reference, sorted[i].reference);
+}

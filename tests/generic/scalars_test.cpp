@@ -1,0 +1,424 @@
+#include <gtest/gtest.h>
+#include <ztbase/base/exceptions.h>
+#include <ztbase/files/file_system.h>
+#include <ztbase/generic/scalars.h>
+#include <ztbase/generic/symbol.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+using namespace ZtBase;
+
+namespace {
+
+std::u16string U16(const CUniStr& s) {
+    return s.ToU16();
+}
+std::string Utf8(const CUniStr& s) {
+    return s.ToUtf8();
+}
+
+CXFile RamFile() {
+    return gFileSystem.CreateRamFile(XF_BINARY);
+}
+
+std::vector<unsigned char> Bytes(const CXFile& f) {
+    const int length = f.GetFileLength();
+    std::vector<unsigned char> out(static_cast<std::size_t>(length));
+    f.Seek(0);
+    if (length) f.ReadBlock(reinterpret_cast<char*>(out.data()), static_cast<unsigned>(length));
+    f.Seek(0);
+    return out;
+}
+
+CXFile FileOf(const std::vector<unsigned char>& bytes) {
+    CXFile f = RamFile();
+    if (!bytes.empty()) f.WriteBlock(reinterpret_cast<const char*>(bytes.data()), unsigned(bytes.size()));
+    f.Seek(0);
+    return f;
+}
+
+template <class F>
+void ExpectError(F&& f, unsigned code, const std::string& message) {
+    try {
+        f();
+        ADD_FAILURE() << "nothing was raised, expected " << message;
+    } catch (const CZtSimpleException& e) {
+        EXPECT_EQ(e.GetExceptionErrorCode(), code);
+        EXPECT_EQ(Utf8(e.GetErrorString(0)), message);
+    }
+}
+
+CGeneric Load(const CXFile& f) {
+    CGeneric g;
+    g << f;
+    return g;
+}
+
+}  // namespace
+
+// ---- numbers ------------------------------------------------------------------------------------------
+
+TEST(GenericNumber, TextFormIsTenSignificantDigitsWithThreeExponentDigits) {
+    const struct {
+        double value;
+        const char* text;
+    } table[] = {
+        {3, "3"},
+        {0.1, "0.1"},
+        {1e20, "1e+020"},
+        {1.0 / 3.0, "0.3333333333"},
+        {2.0 / 3.0, "0.6666666667"},
+        {-2.5, "-2.5"},
+        {0, "0"},
+        {-0.0, "-0"},
+        {1234567890, "1234567890"},
+        {12345678901.0, "1.23456789e+010"},
+        {9999999999.5, "1e+010"},
+        {0.0001, "0.0001"},
+        {0.00001, "1e-005"},
+        {1.5e-7, "1.5e-007"},
+        {1e100, "1e+100"},
+        {-1e-300, "-1e-300"},
+        {1.7976931348623157e308, "1.797693135e+308"},
+        {4.9406564584124654e-324, "4.940656458e-324"},
+        {4294967295.0, "4294967295"},
+        {std::numeric_limits<double>::infinity(), "inf"},
+        {-std::numeric_limits<double>::infinity(), "-inf"},
+        {std::numeric_limits<double>::quiet_NaN(), "nan"},
+    };
+    for (const auto& row : table) {
+        EXPECT_EQ(Utf8(FormatNumber(row.value)), row.text) << row.value;
+        EXPECT_EQ(Utf8(CGenericNumber(row.value).GetString()), row.text);
+        EXPECT_EQ(Utf8(CGeneric(row.value).GetPrettyPrint(7)), row.text) << "the argument is ignored";
+    }
+    EXPECT_EQ(Utf8(CGenericNumber(3).GetString()), "3");
+    EXPECT_EQ(Utf8(CGenericNumber().GetString()), "") << "a null number prints nothing";
+}
+
+TEST(GenericNumber, ConstructorsHoldDoublesAndUnsignedValuesStayPositive) {
+    EXPECT_EQ(double(CGenericNumber(4294967295u)), 4294967295.0);
+    EXPECT_EQ(double(CGenericNumber(0x80000000u)), 2147483648.0);
+    EXPECT_EQ(double(CGenericNumber(-7)), -7.0);
+    const CGeneric g(4294967295u);
+    EXPECT_EQ(g.GetType(), eGenericNumber);
+    EXPECT_EQ(double(CGenericNumber(g)), 4294967295.0);
+    EXPECT_EQ(double(CGenericNumber()), 0.0) << "a null number reads as 0";
+}
+
+TEST(GenericNumber, ArithmeticCountsNullAsZeroAndNeverRaises) {
+    CGenericNumber n;
+    n += CGenericNumber();
+    ASSERT_FALSE(n.IsNull()) << "writing gives a null number a body";
+    EXPECT_EQ(double(n), 0.0);
+    n += 2.5;
+    n *= 4;
+    n -= CGenericNumber(1);
+    EXPECT_EQ(double(n), 9.0);
+    n /= 2;
+    EXPECT_EQ(double(n), 4.5);
+
+    CGenericNumber one(1), zero(0.0);
+    one /= CGenericNumber();
+    EXPECT_TRUE(std::isinf(double(one)) && double(one) > 0);
+    zero /= CGenericNumber();
+    EXPECT_TRUE(std::isnan(double(zero)));
+    CGenericNumber minus(-3);
+    minus /= 0;
+    EXPECT_EQ(double(minus), -std::numeric_limits<double>::infinity());
+}
+
+TEST(GenericNumber, PostfixFormsReturnTheChangedHandleNotTheOldValue) {
+    CGenericNumber n(5);
+    CGenericNumber& after = n++;
+    EXPECT_EQ(&after, &n);
+    EXPECT_EQ(double(after), 6.0);
+    CGenericNumber copy = n--;
+    EXPECT_EQ(double(copy), 5.0) << "the postfix decrement yields the new value";
+    EXPECT_EQ(double(++n), 6.0);
+    EXPECT_EQ(double(--n), 5.0);
+    CGenericNumber null;
+    null++;
+    EXPECT_EQ(double(null), 1.0);
+}
+
+TEST(GenericNumber, WritesCopyTheSharedBodyFirst) {
+    CGenericNumber a(10);
+    CGenericNumber b = a;
+    const CGeneric g = a;
+    ASSERT_EQ(a.GetRep(), b.GetRep());
+    b += 1;
+    EXPECT_NE(a.GetRep(), b.GetRep());
+    EXPECT_EQ(double(a), 10.0);
+    EXPECT_EQ(double(b), 11.0);
+    EXPECT_EQ(double(CGenericNumber(g)), 10.0);
+    CGenericNumberRep* rep = b.GetRep();
+    b += 1;
+    EXPECT_EQ(b.GetRep(), rep) << "an unshared body is changed in place";
+}
+
+TEST(GenericNumber, ComparisonsAreIeeeOnHandlesAndBodies) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const CGenericNumber a(nan), b(nan), one(1);
+    EXPECT_FALSE(a == b);
+    EXPECT_TRUE(a != b);
+    EXPECT_FALSE(a < one || a <= one || a > one || a >= one);
+    EXPECT_FALSE(one < a || one <= a || one > a || one >= a);
+    // Through the untyped handle the body slots decide (two distinct bodies).
+    const CGeneric ga(a), gb(b), g1(one);
+    EXPECT_FALSE(ga == gb);
+    EXPECT_TRUE(ga == ga) << "the same body is equal to itself before any comparison";
+    EXPECT_FALSE(ga < g1 || ga <= g1 || g1 <= ga || g1 < ga || ga > g1 || ga >= g1);
+    EXPECT_FALSE(*a.GetRep() <= *one.GetRep());
+    EXPECT_FALSE(*a.GetRep() >= *one.GetRep());
+
+    EXPECT_TRUE(CGenericNumber(-0.0) == CGenericNumber(0.0));
+    EXPECT_TRUE(CGeneric(-0.0) == CGeneric(0.0));
+    EXPECT_TRUE(CGeneric(-0.0) <= CGeneric(0.0) && CGeneric(0.0) <= CGeneric(-0.0));
+    EXPECT_TRUE(CGenericNumber() == CGenericNumber(0)) << "a null number compares as 0";
+    EXPECT_TRUE(CGenericNumber(2) > CGenericNumber(1.5));
+    EXPECT_TRUE(CGeneric(1.5) < CGeneric(2));
+    EXPECT_TRUE(CGeneric(2) >= CGeneric(2.0));
+}
+
+TEST(GenericNumber, OrderMatchesDoublesOnRandomValues) {
+    std::mt19937 rng(77);
+    std::uniform_real_distribution<double> dist(-1e6, 1e6);
+    std::vector<double> values;
+    for (int i = 0; i < 500; ++i) values.push_back(i % 5 == 0 ? std::floor(dist(rng) / 1e5) : dist(rng));
+    std::vector<CGeneric> generic(values.begin(), values.end());
+    std::sort(values.begin(), values.end());
+    std::sort(generic.begin(), generic.end(), [](const CGeneric& x, const CGeneric& y) { return x < y; });
+    for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(double(CGenericNumber(generic[i])), values[i]);
+    for (std::size_t i = 0; i + 1 < values.size(); ++i) {
+        EXPECT_EQ(bool(generic[i] <= generic[i + 1]), values[i] <= values[i + 1]);
+        EXPECT_EQ(bool(generic[i + 1] > generic[i]), values[i + 1] > values[i]);
+        EXPECT_EQ(bool(generic[i] == generic[i + 1]), values[i] == values[i + 1]);
+    }
+}
+
+TEST(GenericNumber, BinaryFormIsTheCodeAndALittleEndianDouble) {
+    CXFile f = RamFile();
+    CGeneric(1.5) >> f;
+    CGenericNumber(-2) >> f;
+    CGenericNumber() >> f;  // a null value writes nothing
+    const std::vector<unsigned char> expected = {3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F,
+                                                 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,    0xC0};
+    EXPECT_EQ(Bytes(f), expected);
+    const CGeneric a = Load(f), b = Load(f);
+    EXPECT_EQ(a.GetType(), eGenericNumber);
+    EXPECT_EQ(double(CGenericNumber(a)), 1.5);
+    EXPECT_EQ(double(CGenericNumber(b)), -2.0);
+    EXPECT_EQ(f.GetFilePosition(), 24);
+
+    for (double v : {std::numeric_limits<double>::infinity(), -0.0, 4.9406564584124654e-324, 0.1}) {
+        CXFile g = RamFile();
+        CGenericNumber(v) >> g;
+        g.Seek(0);
+        const double back = double(CGenericNumber(Load(g)));
+        EXPECT_EQ(std::signbit(back), std::signbit(v));
+        EXPECT_EQ(back, v);
+    }
+}
+
+TEST(GenericNumber, TruncatedPayloadRaisesReadFailed) {
+    for (std::size_t keep = 4; keep < 12; ++keep) {
+        std::vector<unsigned char> bytes = {3, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8};
+        bytes.resize(keep);
+        const CXFile f = FileOf(bytes);
+        ExpectError([&] { Load(f); }, 11001, "Read operation failed");
+    }
+    const CXFile empty = FileOf({});
+    ExpectError([&] { Load(empty); }, 11001, "Read operation failed");
+}
+
+// ---- strings ------------------------------------------------------------------------------------------
+
+TEST(GenericString, TextFormQuotesAndEscapesBackslashThenQuote) {
+    const struct {
+        const char16_t* text;
+        const char16_t* printed;
+    } table[] = {
+        {u"say \"hi\" \\ bye", u"\"say \\\"hi\\\" \\\\ bye\""},
+        {u"", u"\"\""},
+        {u"\\\"", u"\"\\\\\\\"\""},
+        {u"\\\\", u"\"\\\\\\\\\""},
+        {u"line\nbreak\ttab\r", u"\"line\nbreak\ttab\r\""},
+        {u"\u00e9t\u00e9 \u4e2d", u"\"\u00e9t\u00e9 \u4e2d\""},
+    };
+    for (const auto& row : table) {
+        const CGenericString s(row.text);
+        EXPECT_EQ(U16(s.GetString()), row.printed) << Utf8(CUniStr(row.text));
+        EXPECT_EQ(U16(CGeneric(s).GetPrettyPrint(3)), row.printed);
+        EXPECT_EQ(U16(CUniStr(s)), row.text) << "the value itself is unescaped";
+    }
+    EXPECT_EQ(U16(CGenericString().GetString()), u"") << "a null string prints nothing";
+}
+
+TEST(GenericString, SetValCopiesASharedBodyAndConversionsGiveTheText) {
+    CGenericString a(u"first");
+    CGenericString b = a;
+    b.SetVal(u"second");
+    EXPECT_EQ(U16(CUniStr(a)), u"first");
+    EXPECT_EQ(U16(CUniStr(b)), u"second");
+    const unsigned short* p = b;
+    EXPECT_EQ(std::u16string(reinterpret_cast<const char16_t*>(p)), u"second");
+    CGenericString null;
+    EXPECT_EQ(U16(CUniStr(null)), u"");
+    EXPECT_NE(static_cast<const unsigned short*>(null), nullptr);
+    null.SetVal(u"x");
+    EXPECT_EQ(U16(CUniStr(null)), u"x");
+    const unsigned short raw[] = {'r', 'a', 'w', 0};
+    EXPECT_EQ(U16(CUniStr(CGenericString(raw))), u"raw");
+}
+
+TEST(GenericString, OrderIsByCodeUnitMatchingU16StringOnRandomTexts) {
+    EXPECT_TRUE(CGenericString(u"B") < CGenericString(u"a"));
+    EXPECT_TRUE(CGenericString(u"z") < CGenericString(u"\u00e9"));
+    EXPECT_TRUE(CGenericString(u"ab") < CGenericString(u"abc"));
+    EXPECT_TRUE(CGenericString() == CGenericString(u"")) << "a null string is the empty text";
+    EXPECT_TRUE(CGenericString(u"x") != CGenericString(u"X"));
+
+    std::mt19937 rng(5);
+    std::vector<std::u16string> texts;
+    const char16_t alphabet[] = u"aAbB\u00e9\u4e2d\\\" ";
+    for (int i = 0; i < 400; ++i) {
+        std::u16string t;
+        for (unsigned n = rng() % 5; n > 0; --n) t += alphabet[rng() % 9];
+        texts.push_back(t);
+    }
+    std::vector<CGeneric> generic;
+    for (const auto& t : texts) generic.emplace_back(CGenericString(t.c_str()));
+    std::sort(texts.begin(), texts.end());
+    std::stable_sort(generic.begin(), generic.end(),
+                     [](const CGeneric& x, const CGeneric& y) { return x < y; });
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        ASSERT_EQ(U16(CUniStr(CGenericString(generic[i]))), texts[i]);
+    for (std::size_t i = 0; i + 1 < texts.size(); ++i) {
+        EXPECT_EQ(bool(generic[i] == generic[i + 1]), texts[i] == texts[i + 1]);
+        EXPECT_TRUE(generic[i] <= generic[i + 1]);
+        EXPECT_EQ(bool(generic[i + 1] > generic[i]), texts[i + 1] > texts[i]);
+    }
+}
+
+TEST(GenericString, BinaryFormIsAByteCountAndTheUnits) {
+    const CGenericString s(u"a\"\u4e2d");
+    CXFile f = RamFile();
+    s >> f;
+    CGenericString(u"") >> f;
+    const std::vector<unsigned char> expected = {2, 0,    0,    0, 6, 0, 0, 0, 'a', 0, '"',
+                                                 0, 0x2D, 0x4E, 2, 0, 0, 0, 0, 0,   0, 0};
+    EXPECT_EQ(Bytes(f), expected) << "4 + 4 + 2n bytes per string";
+    const CGeneric back = Load(f), empty = Load(f);
+    EXPECT_EQ(back.GetType(), eGenericString);
+    EXPECT_TRUE(back == CGeneric(s));
+    EXPECT_EQ(U16(CUniStr(CGenericString(back))), u"a\"\u4e2d");
+    EXPECT_EQ(empty.GetType(), eGenericString);
+    EXPECT_EQ(U16(CUniStr(CGenericString(empty))), u"");
+
+    std::u16string long_text(5000, u'\u0100');
+    CXFile g = RamFile();
+    CGenericString(long_text.c_str()) >> g;
+    EXPECT_EQ(g.GetFileLength(), 8 + 2 * 5000);
+    g.Seek(0);
+    EXPECT_EQ(U16(CUniStr(CGenericString(Load(g)))), long_text);
+}
+
+TEST(GenericString, BadBinaryInputRaisesReadFailedBeforeAllocating) {
+    // A count far larger than the file is refused at once (no attempt to allocate four gigabytes).
+    ExpectError(
+        [] {
+            Load(FileOf({2, 0, 0, 0, 0xF0, 0xFF, 0xFF, 0xFF, 'a', 0}));
+        },
+        11001, "Read operation failed");
+    // A count just one unit beyond what remains.
+    ExpectError(
+        [] {
+            Load(FileOf({2, 0, 0, 0, 6, 0, 0, 0, 'a', 0, 'b', 0}));
+        },
+        11001, "Read operation failed");
+    // The count itself cut short.
+    ExpectError([] { Load(FileOf({2, 0, 0, 0, 6, 0})); }, 11001, "Read operation failed");
+    // An exact fit loads.
+    const CGeneric g = Load(FileOf({2, 0, 0, 0, 4, 0, 0, 0, 'a', 0, 'b', 0}));
+    EXPECT_EQ(U16(CUniStr(CGenericString(g))), u"ab");
+}
+
+// ---- variables ----------------------------------------------------------------------------------------
+
+TEST(GenericVariable, NameIsItsTextAndSetNameCopiesASharedBody) {
+    CGenericVariable v(u"_x~1");
+    EXPECT_EQ(U16(v.GetString()), u"_x~1");
+    EXPECT_EQ(U16(v.GetPrettyPrint(2)), u"_x~1");
+    EXPECT_EQ(U16(CGenericVariable(u"noUnderscore").GetString()), u"noUnderscore") << "printed unchanged";
+    CGenericVariable w = v;
+    w.SetName(u"_y");
+    EXPECT_EQ(U16(v.GetName()), u"_x~1");
+    EXPECT_EQ(U16(w.GetName()), u"_y");
+    CGenericVariable null;
+    EXPECT_EQ(U16(null.GetName()), u"");
+    null.SetName(u"_z");
+    EXPECT_EQ(U16(CGeneric(null).GetString()), u"_z");
+    EXPECT_TRUE(CGeneric(CGenericVariable(u"_a")) == CGeneric(CGenericVariable(u"_a")));
+    EXPECT_TRUE(CGeneric(CGenericVariable(u"_a")) < CGeneric(CGenericVariable(u"_b")));
+    EXPECT_FALSE(CGeneric(CGenericVariable(u"_a")) == CGeneric(CGenericString(u"_a")));
+}
+
+TEST(GenericVariable, StoresOnlyItsCodeAndLoadsAsNull) {
+    CXFile f = RamFile();
+    CGenericVariable(u"_x") >> f;
+    CGeneric(7) >> f;
+    const std::vector<unsigned char> bytes = Bytes(f);
+    ASSERT_EQ(bytes.size(), 16u);
+    EXPECT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.begin() + 4),
+              (std::vector<unsigned char>{8, 0, 0, 0}));
+    CGeneric g(1);
+    g << f;
+    EXPECT_TRUE(g.IsNull());
+    EXPECT_EQ(f.GetFilePosition(), 4) << "nothing is read behind the code";
+    EXPECT_EQ(double(CGenericNumber(Load(f))), 7.0) << "the next value follows at once";
+}
+
+// ---- across kinds -------------------------------------------------------------------------------------
+
+TEST(GenericScalars, KindsNeverEqualAndOrderNumberStringVariableSymbol) {
+    const CGeneric number(3), string(CGenericString(u"3")), variable(CGenericVariable(u"_3")),
+        symbol(CSymbol("three_scalars")), same_text_string(CGenericString(u"three_scalars"));
+    const std::vector<CGeneric> ordered = {CGeneric(), number, string, variable, symbol};
+    for (std::size_t i = 0; i < ordered.size(); ++i)
+        for (std::size_t j = 0; j < ordered.size(); ++j) {
+            EXPECT_EQ(bool(ordered[i] == ordered[j]), i == j) << i << " " << j;
+            EXPECT_EQ(bool(ordered[i] < ordered[j]), i < j) << i << " " << j;
+            EXPECT_EQ(bool(ordered[i] <= ordered[j]), i <= j) << i << " " << j;
+            EXPECT_EQ(bool(ordered[i] > ordered[j]), i > j) << i << " " << j;
+            EXPECT_EQ(bool(ordered[i] >= ordered[j]), i >= j) << i << " " << j;
+        }
+    EXPECT_FALSE(symbol == same_text_string);
+    EXPECT_TRUE(same_text_string < symbol);
+    // The bodies apply the same order when handed a body of another kind.
+    const CGenericBodyBase &n = *number.GetRep(), &s = *string.GetRep(), &v = *variable.GetRep(),
+                           &y = *symbol.GetRep();
+    EXPECT_TRUE(n < s && s < v && v < y && n <= y && y > n && y >= s);
+    EXPECT_FALSE(s < n || y < v || n > s || n == s || !(n != s));
+    // NaN still orders against other kinds by kind.
+    const CGeneric nan(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_TRUE(nan < string && nan <= string && string > nan);
+}
+
+TEST(GenericScalars, ConversionToAnotherKindIsANullHandle) {
+    const CGeneric g(3);
+    EXPECT_TRUE(CGenericString(g).IsNull());
+    EXPECT_TRUE(CGenericVariable(g).IsNull());
+    EXPECT_TRUE(CSymbol(g).IsNull());
+    EXPECT_EQ(g.GetType(), eGenericNumber);
+    const CGeneric s(CGenericString(u"t")), v(CGenericVariable(u"_v"));
+    EXPECT_EQ(s.GetType(), eGenericString);
+    EXPECT_EQ(v.GetType(), eGenericVariable);
+    EXPECT_TRUE(CGenericNumber(s).IsNull());
+    EXPECT_EQ(CGenericString(s).GetRep(), s.GetRep()) << "the typed handle shares the body";
+    EXPECT_EQ(U16(CGenericVariable(v).GetName()), u"_v");
+}

@@ -1,0 +1,298 @@
+#include <gtest/gtest.h>
+#include <ztbase/base/exceptions.h>
+#include <ztbase/files/file_system.h>
+#include <ztbase/generic/scalars.h>
+#include <ztbase/generic/symbol.h>
+
+#include <algorithm>
+#include <atomic>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+using namespace ZtBase;
+
+namespace {
+
+std::u16string U16(const unsigned short* s) {
+    return std::u16string(reinterpret_cast<const char16_t*>(s));
+}
+std::u16string Text(const CSymbol& s) {
+    return CUniStr(static_cast<const unsigned short*>(s)).ToU16();
+}
+
+// Texts no other test has interned: each call gives a new prefix.
+std::string Fresh(const char* stem) {
+    static std::atomic<unsigned> counter{0};
+    return std::string(stem) + "_" + std::to_string(counter++) + "_symtest";
+}
+
+CXFile RamFile() {
+    return gFileSystem.CreateRamFile(XF_BINARY);
+}
+
+CXFile FileOf(const std::vector<unsigned char>& bytes) {
+    CXFile f = RamFile();
+    if (!bytes.empty()) f.WriteBlock(reinterpret_cast<const char*>(bytes.data()), unsigned(bytes.size()));
+    f.Seek(0);
+    return f;
+}
+
+std::vector<unsigned char> Stored(const CGeneric& g) {
+    CXFile f = RamFile();
+    g >> f;
+    std::vector<unsigned char> out(static_cast<std::size_t>(f.GetFileLength()));
+    f.Seek(0);
+    if (!out.empty()) f.ReadBlock(reinterpret_cast<char*>(out.data()), unsigned(out.size()));
+    return out;
+}
+
+// The binary form of a symbol with the given 8-bit text, written by hand.
+std::vector<unsigned char> SymbolBytes(const std::string& text) {
+    const unsigned n = static_cast<unsigned>(2 * text.size());
+    std::vector<unsigned char> out = {1,
+                                      0,
+                                      0,
+                                      0,
+                                      static_cast<unsigned char>(n),
+                                      static_cast<unsigned char>(n >> 8),
+                                      static_cast<unsigned char>(n >> 16),
+                                      static_cast<unsigned char>(n >> 24)};
+    for (char c : text) {
+        out.push_back(static_cast<unsigned char>(c));
+        out.push_back(0);
+    }
+    return out;
+}
+
+CGeneric Load(const CXFile& f) {
+    CGeneric g;
+    g << f;
+    return g;
+}
+
+template <class F>
+void ExpectError(F&& f, unsigned code, const std::u16string& message) {
+    try {
+        f();
+        ADD_FAILURE() << "nothing was raised";
+    } catch (const CZtSimpleException& e) {
+        EXPECT_EQ(e.GetExceptionErrorCode(), code);
+        EXPECT_EQ(U16(e.GetErrorString(0)), message) << CUniStr(e.GetErrorString(0)).ToUtf8();
+        if (code == 10001) {
+            EXPECT_EQ(U16(e.GetModuleName()), u".\\genericdata");
+        }
+    }
+}
+
+}  // namespace
+
+TEST(Symbol, EqualTextsShareAnIndexWhateverTheConstructor) {
+    const std::string t = Fresh("abc");
+    const CUniStr wide(t.c_str());
+    const CSymbol a(t.c_str()), b(wide), c(CStr(t.c_str())), d(wide.c_str()), e(wide.ToU16().c_str());
+    EXPECT_NE(unsigned(a), 0u);
+    for (const CSymbol* s : {&b, &c, &d, &e}) {
+        EXPECT_TRUE(a == *s);
+        EXPECT_EQ(unsigned(a), unsigned(*s));
+    }
+    EXPECT_NE(a.GetRep(), b.GetRep()) << "each symbol has its own body";
+    EXPECT_TRUE(CSymbol("abc") == CSymbol(u"abc"));
+    EXPECT_FALSE(CSymbol("abc") == CSymbol("ABC")) << "case matters";
+    EXPECT_TRUE(CSymbol("abc") != CSymbol("abC"));
+    // 8-bit text is widened byte by byte: bytes above 127 are units 128-255, not negative values.
+    EXPECT_TRUE(CSymbol("\xE9t\xE9") == CSymbol(u"\u00e9t\u00e9"));
+    EXPECT_EQ(Text(CSymbol("\xE9t\xE9")), u"\u00e9t\u00e9");
+    EXPECT_FALSE(CSymbol(u"\u0141") == CSymbol("A")) << "units differ above their low byte";
+}
+
+TEST(Symbol, IndexesFollowFirstInterningNotTheAlphabet) {
+    const std::string zebra = Fresh("zebra"), apple = Fresh("apple");
+    const unsigned before = detail::SymbolTableSize();
+    const CSymbol z(zebra.c_str());
+    const CSymbol a(apple.c_str());
+    EXPECT_EQ(unsigned(z), before);
+    EXPECT_EQ(unsigned(a), before + 1);
+    EXPECT_TRUE(z < a && z <= a && a > z && a >= z);
+    EXPECT_FALSE(a < z);
+    EXPECT_TRUE(CGeneric(z) < CGeneric(a));
+    EXPECT_TRUE(*z.GetRep() < *a.GetRep());
+    // Interning again adds nothing.
+    EXPECT_TRUE(CSymbol(apple.c_str()) == a);
+    EXPECT_EQ(detail::SymbolTableSize(), before + 2);
+}
+
+TEST(Symbol, TextsWithSpaceOrControlUnitsAreRejected) {
+    ExpectError([] { CSymbol("a b"); }, 10001, u"Invalid symbol - \"a b\" !");
+    ExpectError([] { CSymbol(u"tab\there"); }, 10001, u"Invalid symbol - \"tab\there\" !");
+    ExpectError([] { CSymbol(CUniStr("line\nbreak")); }, 10001, u"Invalid symbol - \"line\nbreak\" !");
+    ExpectError([] { CSymbol(CStr("cr\r")); }, 10001, u"Invalid symbol - \"cr\r\" !");
+    ExpectError([] { CSymbol(u"\u0001x"); }, 10001, u"Invalid symbol - \"\u0001x\" !");
+    ExpectError([] { CSymbol(" "); }, 10001, u"Invalid symbol - \" \" !");
+    const unsigned before = detail::SymbolTableSize();
+    ExpectError([] { CSymbol(u"ok_then space"); }, 10001, u"Invalid symbol - \"ok_then space\" !");
+    EXPECT_EQ(detail::SymbolTableSize(), before) << "a rejected text is not entered";
+    // 33 ("!") and everything above is accepted, the empty text too.
+    EXPECT_EQ(Text(CSymbol("!")), u"!");
+    EXPECT_EQ(Text(CSymbol(u"\u00a0\uffff")), u"\u00a0\uffff");
+    const CSymbol empty("");
+    EXPECT_NE(unsigned(empty), 0u);
+    EXPECT_TRUE(empty == CSymbol(u"") && empty == CSymbol(CUniStr()));
+    EXPECT_EQ(Text(empty), u"");
+}
+
+TEST(Symbol, IndexZeroAndIndexesBeyondTheTable) {
+    EXPECT_EQ(unsigned(CSymbol()), 0u);
+    EXPECT_EQ(CUniStr(CSymbol(0u)).ToU16(), u"*Invalid_Symbol*");
+    EXPECT_EQ(CSymbol(0u).GetString().ToU16(), u"*Invalid_Symbol*");
+    const CSymbol far(4000000000u);
+    EXPECT_EQ(unsigned(far), 4000000000u) << "the index is kept unchecked";
+    EXPECT_TRUE(CUniStr(far).IsNull() || CUniStr(far).Length() == 0);
+    const unsigned short* p = far;
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(p[0], 0);
+    EXPECT_EQ(far.GetString().Length(), 0u);
+    EXPECT_EQ(far.GetPrettyPrint(1).Length(), 0u);
+    EXPECT_EQ(CSymbol().GetString().Length(), 0u);
+    EXPECT_EQ(CUniStr(CSymbol(detail::SymbolTableSize())).Length(), 0u) << "one past the last record";
+    EXPECT_TRUE(CSymbol() == CSymbol(0u)) << "handles compare indexes, a null handle reading 0";
+    EXPECT_TRUE(CSymbol(4000000000u) > CSymbol("anything"));
+}
+
+TEST(Symbol, TextPointersStayValidWhileTheTableGrows) {
+    const std::string t = Fresh("stable");
+    const CSymbol s(t.c_str());
+    const unsigned short* p = s;
+    const std::u16string before = U16(p);
+    std::vector<unsigned> indexes;
+    const std::string stem = Fresh("grow");
+    for (int i = 0; i < 150000; ++i) indexes.push_back(CSymbol((stem + std::to_string(i)).c_str()));
+    EXPECT_EQ(static_cast<const unsigned short*>(s), p);
+    EXPECT_EQ(U16(p), before);
+    // Every text still maps to its index and back after the growth.
+    for (int i = 0; i < 150000; i += 997) {
+        const std::string text = stem + std::to_string(i);
+        EXPECT_EQ(unsigned(CSymbol(text.c_str())), indexes[std::size_t(i)]);
+        EXPECT_EQ(CUniStr(CSymbol(indexes[std::size_t(i)])).ToUtf8(), text);
+    }
+    for (std::size_t i = 1; i < indexes.size(); ++i)
+        ASSERT_EQ(indexes[i], indexes[i - 1] + 1) << "dense indexes";
+}
+
+TEST(Symbol, MatchesAReferenceMapOnRandomTexts) {
+    // Short texts over a small alphabet: many collide in part and many repeat.
+    std::mt19937 rng(11);
+    const std::string prefix = Fresh("r");
+    std::unordered_map<std::string, unsigned> reference;
+    unsigned next = detail::SymbolTableSize();
+    for (int i = 0; i < 20000; ++i) {
+        std::string t = prefix;
+        for (unsigned n = rng() % 4; n > 0; --n) t += "abAB~_9"[rng() % 7];
+        const unsigned index = CSymbol(t.c_str());
+        auto [it, inserted] = reference.try_emplace(t, next);
+        if (inserted) ++next;
+        ASSERT_EQ(index, it->second) << t;
+    }
+    EXPECT_EQ(detail::SymbolTableSize(), next);
+}
+
+TEST(Symbol, BodiesCompareByIndexAndSortAfterStrings) {
+    const CSymbol a(Fresh("first").c_str()), b(Fresh("second").c_str());
+    const CSymbolRep &ra = *a.GetRep(), &rb = *b.GetRep();
+    EXPECT_TRUE(ra < rb && ra <= rb && rb > ra && rb >= ra && ra != rb && !(ra == rb));
+    EXPECT_EQ(unsigned(ra), unsigned(a));
+    EXPECT_EQ(CUniStr(ra).ToU16(), Text(a));
+    const CGeneric same{CSymbol(unsigned(a))};
+    EXPECT_TRUE(same == CGeneric(a)) << "two bodies with one index are equal";
+    EXPECT_EQ(same.GetType(), eGenericSymbol);
+
+    const CGeneric sym(CSymbol("shared_text")), str(CGenericString(u"shared_text"));
+    EXPECT_FALSE(sym == str);
+    EXPECT_TRUE(str < sym);
+    EXPECT_FALSE(sym < str);
+    EXPECT_TRUE(*sym.GetRep() > *str.GetRep());
+    EXPECT_FALSE(*sym.GetRep() == *str.GetRep());
+    EXPECT_EQ(CSymbol(sym).GetRep(), sym.GetRep());
+    EXPECT_TRUE(CSymbol(str).IsNull());
+}
+
+TEST(Symbol, BinaryFormIsTheTextAndLoadingInternsIt) {
+    const CSymbol s("Noun");
+    EXPECT_EQ(Stored(s), SymbolBytes("Noun")) << "4 + 4 + 2n bytes, the index is never written";
+    CXFile f = RamFile();
+    s >> f;
+    CSymbol(u"") >> f;
+    f.Seek(0);
+    const CGeneric back = Load(f), empty = Load(f);
+    EXPECT_EQ(back.GetType(), eGenericSymbol);
+    EXPECT_TRUE(CSymbol(back) == s);
+    EXPECT_TRUE(CSymbol(empty) == CSymbol(""));
+
+    // A text first seen in the file (stored by some other process) is interned when loaded.
+    const std::string t = Fresh("loaded");
+    const unsigned next = detail::SymbolTableSize();
+    const CGeneric loaded = Load(FileOf(SymbolBytes(t)));
+    EXPECT_EQ(unsigned(CSymbol(loaded)), next);
+    EXPECT_TRUE(CSymbol(loaded) == CSymbol(t.c_str()));
+    EXPECT_EQ(loaded.GetString().ToUtf8(), t);
+}
+
+TEST(Symbol, BadBinaryInputRaisesTheDocumentedErrors) {
+    ExpectError([] { Load(FileOf(SymbolBytes("a b"))); }, 10001, u"Invalid symbol - \"a b\" !");
+    std::vector<unsigned char> cut = SymbolBytes("word");
+    cut.pop_back();
+    ExpectError([&] { Load(FileOf(cut)); }, 11001, u"Read operation failed");
+    ExpectError(
+        [] {
+            Load(FileOf({1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0x7F, 'x', 0}));
+        },
+        11001, u"Read operation failed");
+    ExpectError([] { Load(FileOf({1, 0, 0, 0, 2})); }, 11001, u"Read operation failed");
+}
+
+TEST(Symbol, TruthSymbolsExist) {
+    EXPECT_EQ(Text(trueSymbol), u"True");
+    EXPECT_EQ(Text(falseSymbol), u"False");
+    EXPECT_TRUE(trueSymbol == CSymbol("True"));
+    EXPECT_TRUE(trueSymbol != falseSymbol);
+}
+
+TEST(Symbol, ConcurrentInterningAgreesOnEveryIndex) {
+    constexpr int kThreads = 8, kTexts = 20000;
+    const std::string stem = Fresh("mt");
+    std::vector<std::string> texts;
+    for (int i = 0; i < kTexts; ++i) texts.push_back(stem + std::to_string(i));
+    std::vector<std::vector<unsigned>> seen(kThreads, std::vector<unsigned>(kTexts));
+    const unsigned before = detail::SymbolTableSize();
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            // Each thread takes the texts in its own order; all overlap.
+            std::vector<int> order(kTexts);
+            for (int i = 0; i < kTexts; ++i) order[std::size_t(i)] = i;
+            std::shuffle(order.begin(), order.end(), std::mt19937(unsigned(t) + 1));
+            ++ready;
+            while (ready.load() < kThreads) std::this_thread::yield();
+            for (int i : order) {
+                const CSymbol s(texts[std::size_t(i)].c_str());
+                seen[std::size_t(t)][std::size_t(i)] = s;
+                if (i % 64 == 0) (void)s.GetString();  // readers of the table run alongside the writers
+            }
+        });
+    for (auto& th : threads) th.join();
+    std::set<unsigned> distinct;
+    for (int i = 0; i < kTexts; ++i) {
+        for (int t = 1; t < kThreads; ++t)
+            ASSERT_EQ(seen[std::size_t(t)][std::size_t(i)], seen[0][std::size_t(i)]);
+        distinct.insert(seen[0][std::size_t(i)]);
+        ASSERT_EQ(CUniStr(CSymbol(seen[0][std::size_t(i)])).ToUtf8(), texts[std::size_t(i)]);
+    }
+    ASSERT_EQ(distinct.size(), std::size_t(kTexts)) << "one index per text";
+    EXPECT_EQ(*distinct.begin(), before);
+    EXPECT_EQ(*distinct.rbegin(), before + kTexts - 1) << "indexes are dense";
+    EXPECT_EQ(detail::SymbolTableSize(), before + kTexts);
+}

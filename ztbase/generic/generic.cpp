@@ -1,0 +1,171 @@
+#include "ztbase/generic/generic.h"
+
+#include "ztbase/base/memory_pool.h"
+
+#include "ztbase/generic/association.h"
+#include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/generic_errors.h"
+#include "ztbase/generic/generic_file.h"
+#include "ztbase/generic/list.h"
+#include "ztbase/generic/scalars.h"
+#include "ztbase/generic/set.h"
+#include "ztbase/generic/symbol.h"
+#include "ztbase/generic/text_reader.h"
+
+namespace ZtBase {
+
+namespace detail {
+void ThrowGeneric(unsigned code, const char* message, unsigned line) {
+    throw CZtSimpleException(code, CUniStr(message), kGenericModule, line);
+}
+void ThrowStreamError(const char* message, const CUniStr& text, unsigned position, unsigned line) {
+    const unsigned end = position < text.Length() ? position : text.Length();
+    const unsigned start = end > 100 ? end - 100 : 0;
+    CUniStr full(message);
+    full += text.Copy(start, end - start);
+    full += static_cast<unsigned short>('"');
+    throw CZtSimpleException(kErrGenericSyntax, full, kGenericModule, line);
+}
+}  // namespace detail
+
+int KindOrder(E_GenericTypes kind) noexcept {
+    // Position of each kind code (0 to 13) in the order of the body classes' names.
+    static constexpr int kOrder[] = {4, 13, 10, 8, 2, 1, 9, 7, 11, 14, 12, 6, 5, 3};
+    return kind >= 0 && kind <= 13 ? kOrder[kind] : 4;
+}
+
+// ---- the bare body ------------------------------------------------------------------------------------
+
+namespace {
+[[noreturn]] void IllegalComparison(unsigned line) { detail::ThrowGeneric(kErrIllegalOperation, "illegal comparison", line); }
+[[noreturn]] void IllegalOperation(unsigned line) { detail::ThrowGeneric(kErrIllegalOperation, "illegal operation", line); }
+}  // namespace
+
+CGenericBodyBase::~CGenericBodyBase() = default;
+
+void* CGenericBodyBase::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    unsigned granted = 0;
+    return size > 0xFFFFFFF0u ? nullptr : gMemoryPoolManager.AllocateBlock(static_cast<unsigned>(size), granted);
+}
+void* CGenericBodyBase::operator new(std::size_t size) {
+    void* block = operator new(size, std::nothrow);
+    if (!block) throw CMemoryError();
+    return block;
+}
+void CGenericBodyBase::operator delete(void* block) noexcept { gMemoryPoolManager.ReleaseBlock(block); }
+void CGenericBodyBase::operator delete(void* block, const std::nothrow_t&) noexcept {
+    gMemoryPoolManager.ReleaseBlock(block);
+}
+CBodyBase* CGenericBodyBase::Duplicate() const { return new CGenericBodyBase(); }
+unsigned char CGenericBodyBase::operator==(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
+unsigned char CGenericBodyBase::operator<(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
+unsigned char CGenericBodyBase::operator<=(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
+unsigned char CGenericBodyBase::operator>(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
+unsigned char CGenericBodyBase::operator>=(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
+unsigned char CGenericBodyBase::operator!=(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
+void CGenericBodyBase::operator<<(const CXFile&) { IllegalOperation(__LINE__); }
+void CGenericBodyBase::operator>>(CXFile&) const { IllegalOperation(__LINE__); }
+CUniStr CGenericBodyBase::GetString() const { IllegalOperation(__LINE__); }
+CUniStr CGenericBodyBase::GetPrettyPrint(unsigned int) const { IllegalOperation(__LINE__); }
+
+// ---- the handle ---------------------------------------------------------------------------------------
+
+CGeneric::CGeneric(int value) : CGeneric(static_cast<double>(value)) {}
+CGeneric::CGeneric(unsigned int value) : CGeneric(static_cast<double>(value)) {}
+CGeneric::CGeneric(double value) { *this = CGenericNumber(value); }
+CGeneric::CGeneric(const CUniStr& text) { SetFromString(text); }
+
+namespace {
+template <class Typed>
+Typed TypedView(CGenericBodyBase* body) {
+    Typed typed;
+    if (auto* rep = BodyAs<typename Typed::BodyType>(body)) typed.SetRepTo(rep);
+    return typed;
+}
+}  // namespace
+
+CGeneric::operator CSymbol() const { return TypedView<CSymbol>(m_rep); }
+CGeneric::operator CGenericString() const { return TypedView<CGenericString>(m_rep); }
+CGeneric::operator CGenericNumber() const { return TypedView<CGenericNumber>(m_rep); }
+CGeneric::operator CGenericVariable() const { return TypedView<CGenericVariable>(m_rep); }
+CGeneric::operator CGenericList() const { return TypedView<CGenericList>(m_rep); }
+CGeneric::operator CAssociation() const { return TypedView<CAssociation>(m_rep); }
+CGeneric::operator CAssociationBundle() const { return TypedView<CAssociationBundle>(m_rep); }
+CGeneric::operator CGenericSet() const { return TypedView<CGenericSet>(m_rep); }
+CGeneric::operator CGenericXFile() const { return TypedView<CGenericXFile>(m_rep); }
+
+CUniStr CGeneric::GetString() const { return m_rep ? m_rep->GetString() : CUniStr(); }
+CUniStr CGeneric::GetPrettyPrint(unsigned int options) const {
+    return m_rep ? m_rep->GetPrettyPrint(options) : CUniStr();
+}
+
+void CGeneric::SetFromString(const CUniStr& text) {
+    unsigned int position = 0;
+    SetFromString(text, position);
+}
+
+void CGeneric::SetFromString(const CUniStr& text, unsigned int& position) {
+    unsigned int at = position;
+    CGeneric value = ReadGenericValue(text, at);  // this handle is left alone when the reader throws
+    *this = std::move(value);
+    position = at;
+}
+
+CGeneric CGeneric::CreateFromString(const CUniStr& text) {
+    CGeneric value;
+    value.SetFromString(text);
+    return value;
+}
+
+unsigned char CGeneric::operator==(const CGeneric& other) const {
+    if (m_rep == other.m_rep) return 1;
+    if (!m_rep || !other.m_rep || m_rep->GetKind() != other.m_rep->GetKind()) return 0;
+    return *m_rep == *other.m_rep;
+}
+
+unsigned char CGeneric::operator<(const CGeneric& other) const {
+    if (m_rep == other.m_rep) return 0;
+    if (!m_rep) return 1;
+    if (!other.m_rep) return 0;
+    const E_GenericTypes a = m_rep->GetKind(), b = other.m_rep->GetKind();
+    if (a != b) return KindOrder(a) < KindOrder(b);
+    return *m_rep < *other.m_rep;
+}
+
+unsigned char CGeneric::operator<=(const CGeneric& other) const {
+    if (m_rep == other.m_rep) return 1;
+    if (!m_rep) return 1;
+    if (!other.m_rep) return 0;
+    const E_GenericTypes a = m_rep->GetKind(), b = other.m_rep->GetKind();
+    if (a != b) return KindOrder(a) < KindOrder(b);
+    return *m_rep <= *other.m_rep;
+}
+
+void CGeneric::operator>>(CXFile& file) const {
+    if (m_rep) *m_rep >> file;
+}
+
+void CGeneric::operator<<(const CXFile& file) {
+    Release();
+    CGenericBodyBase* body = nullptr;
+    switch (detail::ReadU32(file)) {
+        case eGenericSymbol: body = new CSymbolRep(); break;
+        case eGenericString: body = new CGenericStringRep(); break;
+        case eGenericNumber: body = new CGenericNumberRep(); break;
+        case eGenericAssociation: body = new CAssociationRep(); break;
+        case eGenericAssociationBundle: body = new CAssociationBundleRep(); break;
+        case eGenericSet: body = new CGenericSetRep(); break;
+        case eGenericList: body = new CGenericListRep(); break;
+        case eGenericFile: body = new CGenericXFileRep(); break;
+        // Variables and tree nodes have no binary form; DAGs and blobs are not values of this library
+        // yet; unknown codes are not errors. Nothing more is read.
+        default: return;
+    }
+    SetRepTo(body);
+    *m_rep << file;
+    // A list of no elements loads as the empty list, which is the null value.
+    if (auto* list = BodyAs<CGenericListRep>(m_rep); list && list->GetCar().IsNull() && list->GetCdr().IsNull())
+        Release();
+}
+
+}  // namespace ZtBase

@@ -1,0 +1,242 @@
+#include "ztbase/generic/symbol.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "ztbase/base/exceptions.h"
+#include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/generic_errors.h"
+
+namespace ZtBase {
+
+namespace {
+
+// The symbol table. Records are kept in fixed-size chunks that never move, so the text of a record (a
+// CUniStr that is never released or changed) stays where it is for the life of the process. The index
+// from text to record is an open-addressing table of slots that doubles when half full, so interning
+// costs the same per symbol whether the table holds a thousand texts or millions. (Which texts are
+// accepted is decided by the unit test of the hash below; the bucket layout itself is nobody's concern.)
+class SymbolTable {
+public:
+    SymbolTable() {
+        m_slots.assign(kInitialSlots, Slot{});
+        AppendRecord(CUniStr("*Invalid_Symbol*"), 0);  // record 0 is not entered in the index
+    }
+
+    template <class Unit>
+    unsigned Intern(const Unit* text, unsigned n, std::uint32_t hash) {
+        std::lock_guard<std::mutex> hold(m_lock);
+        std::size_t mask = m_slots.size() - 1;
+        for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+            Slot& slot = m_slots[i];
+            if (!slot.chars) {
+                const unsigned index = AppendRecord(MakeText(text, n), hash);
+                slot = Slot{Record(index).text.c_str(), hash, index};
+                if (2 * (index + 1) > m_slots.size()) Grow();
+                return index;
+            }
+            if (slot.hash == hash && SameText(slot.chars, text, n)) return slot.index;
+        }
+    }
+
+    // The record's text, or null for an index beyond the table.
+    const CUniStr* Text(unsigned index) {
+        std::lock_guard<std::mutex> hold(m_lock);
+        return index < m_count ? &Record(index).text : nullptr;
+    }
+
+    unsigned Size() {
+        std::lock_guard<std::mutex> hold(m_lock);
+        return m_count;
+    }
+
+private:
+    struct RecordData {
+        CUniStr text;
+        std::uint32_t word = 0;  // the hash of the text, kept for the record's life
+    };
+    struct Slot {
+        const unsigned short* chars = nullptr;  // the record's zero-terminated text; null: free slot
+        std::uint32_t hash = 0;
+        unsigned index = 0;
+    };
+    static constexpr unsigned kChunkBits = 12;
+    static constexpr unsigned kChunkSize = 1u << kChunkBits;
+    static constexpr std::size_t kInitialSlots = 2048;
+
+    RecordData& Record(unsigned index) { return m_chunks[index >> kChunkBits][index & (kChunkSize - 1)]; }
+
+    unsigned AppendRecord(CUniStr text, std::uint32_t word) {
+        if ((m_count & (kChunkSize - 1)) == 0) m_chunks.push_back(std::make_unique<RecordData[]>(kChunkSize));
+        RecordData& r = Record(m_count);
+        r.text = std::move(text);
+        r.word = word;
+        return m_count++;
+    }
+
+    static CUniStr MakeText(const unsigned short* text, unsigned n) { return CUniStr(text, n); }
+    static CUniStr MakeText(const char* text, unsigned n) { return CUniStr(text, n); }
+    static CUniStr MakeText(const char16_t* text, unsigned) { return CUniStr(text); }
+
+    // Units compare as unsigned values: 8-bit text is widened byte by byte. Key texts hold no zero unit.
+    template <class Unit>
+    static bool SameText(const unsigned short* stored, const Unit* text, unsigned n) {
+        using U = std::make_unsigned_t<Unit>;
+        for (unsigned k = 0; k < n; ++k)
+            if (stored[k] != static_cast<U>(text[k])) return false;
+        return stored[n] == 0;
+    }
+
+    void Grow() {
+        std::vector<Slot> bigger(2 * m_slots.size());
+        const std::size_t mask = bigger.size() - 1;
+        for (const Slot& s : m_slots) {
+            if (!s.chars) continue;
+            std::size_t i = s.hash & mask;
+            while (bigger[i].chars) i = (i + 1) & mask;
+            bigger[i] = s;
+        }
+        m_slots.swap(bigger);
+    }
+
+    std::mutex m_lock;
+    std::vector<Slot> m_slots;
+    std::vector<std::unique_ptr<RecordData[]>> m_chunks;
+    unsigned m_count = 0;
+};
+
+// Made on first use and never deleted: static objects that hold symbols may still use it while the
+// process is being torn down.
+SymbolTable& Table() {
+    static SymbolTable* const table = new SymbolTable();
+    return *table;
+}
+
+CUniStr MakeKey(const unsigned short* text, unsigned n) {
+    return CUniStr(text, n);
+}
+CUniStr MakeKey(const char* text, unsigned n) {
+    return CUniStr(text, n);
+}
+CUniStr MakeKey(const char16_t* text, unsigned n) {
+    CUniStr s;
+    for (unsigned k = 0; k < n; ++k) s += static_cast<unsigned short>(text[k]);
+    return s;
+}
+
+[[noreturn]] void RejectText(const CUniStr& text, unsigned line) {
+    CUniStr message("Invalid symbol - \"");
+    message += text;
+    message += u"\" !";
+    throw CZtSimpleException(kErrInvalidGeneric, message, detail::kGenericModule, line);
+}
+
+// Accepts only texts without units of code 32 or below, and hashes them (FNV-1a over the units, then a
+// final mix so that the low bits that choose the slot depend on every unit).
+template <class Unit>
+std::uint32_t HashText(const Unit* text, unsigned n) {
+    using U = std::make_unsigned_t<Unit>;
+    std::uint32_t h = 2166136261u;
+    for (unsigned k = 0; k < n; ++k) {
+        const unsigned c = static_cast<U>(text[k]);
+        if (c <= 32) RejectText(MakeKey(text, n), __LINE__);
+        h = (h ^ c) * 16777619u;
+    }
+    h ^= h >> 16;
+    h *= 0x85ebca6bu;
+    h ^= h >> 13;
+    h *= 0xc2b2ae35u;
+    h ^= h >> 16;
+    return h;
+}
+
+}  // namespace
+
+namespace detail {
+
+unsigned int InternSymbol(const unsigned short* text, unsigned int length) {
+    if (!text) length = 0;
+    return Table().Intern(text, length, HashText(text, length));
+}
+
+unsigned int InternSymbol(const char* text, unsigned int length) {
+    if (!text) length = 0;
+    return Table().Intern(text, length, HashText(text, length));
+}
+
+unsigned int InternSymbol(const char16_t* text, unsigned int length) {
+    if (!text) length = 0;
+    return Table().Intern(text, length, HashText(text, length));
+}
+
+CUniStr SymbolText(unsigned int index) {
+    const CUniStr* text = Table().Text(index);
+    return text ? *text : CUniStr();
+}
+
+const unsigned short* SymbolTextPointer(unsigned int index) {
+    static constexpr unsigned short kEmpty[1] = {0};
+    const CUniStr* text = Table().Text(index);
+    return text ? text->c_str() : kEmpty;
+}
+
+unsigned int SymbolTableSize() {
+    return Table().Size();
+}
+
+}  // namespace detail
+
+// ---- the body -----------------------------------------------------------------------------------------
+
+CSymbolRep::~CSymbolRep() = default;
+
+CBodyBase* CSymbolRep::Duplicate() const {
+    return new CSymbolRep(m_index);
+}
+
+void CSymbolRep::operator<<(const CXFile& file) {
+    const CUniStr text = detail::ReadText(file);
+    m_index = detail::InternSymbol(text.c_str(), text.Length());
+}
+
+void CSymbolRep::operator>>(CXFile& file) const {
+    detail::WriteU32(file, kKind);
+    detail::WriteText(file, detail::SymbolText(m_index));
+}
+
+CUniStr CSymbolRep::GetString() const {
+    return detail::SymbolText(m_index);
+}
+CUniStr CSymbolRep::GetPrettyPrint(unsigned int) const {
+    return detail::SymbolText(m_index);
+}
+
+// ---- the handle ---------------------------------------------------------------------------------------
+
+namespace {
+unsigned NarrowLength(const char* text, unsigned limit) {
+    unsigned n = 0;
+    while (n < limit && text[n]) ++n;
+    return n;
+}
+}  // namespace
+
+CSymbol::CSymbol(const CUniStr& text)
+    : ZtGenericHandle(new CSymbolRep(detail::InternSymbol(text.c_str(), text.Length()))) {}
+CSymbol::CSymbol(const unsigned short* text)
+    : ZtGenericHandle(new CSymbolRep(detail::InternSymbol(text, UniStrLen(text)))) {}
+CSymbol::CSymbol(const char16_t* text)
+    : ZtGenericHandle(new CSymbolRep(
+          detail::InternSymbol(text, text ? unsigned(std::char_traits<char16_t>::length(text)) : 0u))) {}
+CSymbol::CSymbol(const char* text)
+    : ZtGenericHandle(new CSymbolRep(detail::InternSymbol(text, text ? NarrowLength(text, ~0u) : 0u))) {}
+CSymbol::CSymbol(const CStr& text)
+    : ZtGenericHandle(
+          new CSymbolRep(detail::InternSymbol(text.c_str(), NarrowLength(text.c_str(), text.Length())))) {}
+CSymbol::CSymbol(unsigned int index) : ZtGenericHandle(new CSymbolRep(index)) {}
+
+}  // namespace ZtBase
