@@ -35,10 +35,10 @@ contains check-good "$work/out" "ok, 10 values"
 
 printf '(a b)\n{x = 1,\n  y = }\n[1, 2\n' >"$work/bad.zt"
 expect check-bad 1 "$zt" check "$work/bad.zt"
-contains check-bad "$work/err" "error 10003: Unexpected end of generic stream"
+contains check-bad "$work/err" "bad.zt:5:1: error 10003: Unexpected end of generic stream"
 printf '(a b)\n  #oops\n' >"$work/junk.zt"
 expect check-junk 1 "$zt" check "$work/junk.zt"
-contains check-junk "$work/err" "error 10003: Unrecognized character in Generic stream"
+contains check-junk "$work/err" "junk.zt:2:3: error 10003: Unrecognized character in Generic stream"
 expect check-missing 3 "$zt" check "$work/absent.zt"
 contains check-missing "$work/err" "File not found"
 

@@ -91,12 +91,13 @@ template <class Each>
 bool ReadValues(const std::string& path, const CUniStr& text, Each&& each) {
     unsigned position = 0;
     while (position < text.Length()) {
-        unsigned at = position;
+        unsigned at = position, stopped = position;
         CGeneric value;
         try {
-            value = ReadGenericValue(text, at);
+            value = ReadGenericValue(text, at, stopped);
         } catch (const CZtException& e) {
-            // The reader leaves the position where it stopped.
+            // Point at the last character the reader took (the offending one), or at the end.
+            at = stopped > position && stopped <= text.Length() && text[stopped - 1] > 32 ? stopped - 1 : stopped;
             std::string message = Message(e);
             while (!message.empty() && message.back() == '\n') message.pop_back();
             std::fprintf(stderr, "%s:%s: error %d: %s\n", path.c_str(), Where(text, at).c_str(), e.GetErrorCode(),

@@ -4,17 +4,12 @@
 #include <vector>
 
 #include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/pretty.h"
 
 namespace ZtBase {
 
 namespace {
 constexpr unsigned short kLineFeed = 10;
-
-bool HasLineFeed(const CUniStr& text) {
-    for (unsigned short c : text)
-        if (c == kLineFeed) return true;
-    return false;
-}
 
 // Same key body, or both present with the same number; a null key matches only a null key.
 bool KeysMatch(const CSymbol& a, const CSymbol& b) {
@@ -41,24 +36,6 @@ CUniStr Indented(const CUniStr& text) {
     return out;
 }
 
-// The bundle's layout, shared by both orders of its pairs.
-CUniStr BundleLayout(const std::vector<CUniStr>& items) {
-    CUniStr line(u"{");
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        if (i) line += u", ";
-        line += items[i];
-    }
-    line += static_cast<unsigned short>('}');
-    if (line.Length() < 50 && !HasLineFeed(line)) return line;
-    CUniStr text(u"{\n");
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        text += items[i];
-        if (i + 1 < items.size()) text += u", ";
-        text += kLineFeed;
-    }
-    text += u"}\n";
-    return text;
-}
 }  // namespace
 
 CUniStr AssociationText(const CUniStr& key, const CGeneric& value) {
@@ -73,7 +50,7 @@ CUniStr AssociationPrettyText(const CUniStr& key, const CGeneric& value, unsigne
     text += static_cast<unsigned short>('=');
     const CUniStr shown = value.GetPrettyPrint(options);
     // No line break after "=": an indented value follows it directly.
-    if (text.Length() + shown.Length() > 50 || HasLineFeed(shown))
+    if (text.Length() + shown.Length() > 50 || detail::HasLineFeed(shown))
         text += Indented(shown);
     else
         text += shown;
@@ -321,7 +298,7 @@ CUniStr CAssociationBundleRep::GetPrettyPrint(unsigned int options) const {
         for (const auto& pair : *this)
             items.push_back(AssociationPrettyText(pair.first.GetString(), pair.second, options));
     }
-    return BundleLayout(items);
+    return detail::PrettyLayout('{', '}', items);
 }
 
 // ---- the bundle handle --------------------------------------------------------------------------------

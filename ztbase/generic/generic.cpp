@@ -147,25 +147,25 @@ void CGeneric::operator>>(CXFile& file) const {
 
 void CGeneric::operator<<(const CXFile& file) {
     Release();
-    CGenericBodyBase* body = nullptr;
+    CGeneric loaded;
     switch (detail::ReadU32(file)) {
-        case eGenericSymbol: body = new CSymbolRep(); break;
-        case eGenericString: body = new CGenericStringRep(); break;
-        case eGenericNumber: body = new CGenericNumberRep(); break;
-        case eGenericAssociation: body = new CAssociationRep(); break;
-        case eGenericAssociationBundle: body = new CAssociationBundleRep(); break;
-        case eGenericSet: body = new CGenericSetRep(); break;
-        case eGenericList: body = new CGenericListRep(); break;
-        case eGenericFile: body = new CGenericXFileRep(); break;
+        case eGenericSymbol: loaded = CGeneric(new CSymbolRep()); break;
+        case eGenericString: loaded = CGeneric(new CGenericStringRep()); break;
+        case eGenericNumber: loaded = CGeneric(new CGenericNumberRep()); break;
+        case eGenericAssociation: loaded = CGeneric(new CAssociationRep()); break;
+        case eGenericAssociationBundle: loaded = CGeneric(new CAssociationBundleRep()); break;
+        case eGenericSet: loaded = CGeneric(new CGenericSetRep()); break;
+        case eGenericList: loaded = CGeneric(new CGenericListRep()); break;
+        case eGenericFile: loaded = CGeneric(new CGenericXFileRep()); break;
         // Variables and tree nodes have no binary form; DAGs and blobs are not values of this library
         // yet; unknown codes are not errors. Nothing more is read.
         default: return;
     }
-    SetRepTo(body);
-    *m_rep << file;
+    *loaded.m_rep << file;  // a failed load leaves this handle null
     // A list of no elements loads as the empty list, which is the null value.
-    if (auto* list = BodyAs<CGenericListRep>(m_rep); list && list->GetCar().IsNull() && list->GetCdr().IsNull())
-        Release();
+    if (auto* list = BodyAs<CGenericListRep>(loaded.m_rep); list && list->GetCar().IsNull() && list->GetCdr().IsNull())
+        return;
+    *this = std::move(loaded);
 }
 
 }  // namespace ZtBase

@@ -1,5 +1,7 @@
 #include "ztbase/generic/list.h"
 
+#include "ztbase/generic/pretty.h"
+
 #include <utility>
 #include <vector>
 
@@ -191,12 +193,6 @@ private:
     CUniStr m_text;
 };
 
-bool HasLineFeed(const CUniStr& text) {
-    for (unsigned short c : text)
-        if (c == 10) return true;
-    return false;
-}
-
 // The one-line form of the list starting at first: lists inside are written in place (an explicit
 // stack, no recursion). With a limit, writing stops as soon as the text reaches limit units or holds a
 // line feed, and the result is then false.
@@ -215,7 +211,7 @@ bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned lim
         }
         const CUniStr& text = element.Of(p->GetCar());
         out += text;
-        if (limit && (out.Length() >= limit || HasLineFeed(text))) return false;
+        if (limit && (out.Length() >= limit || detail::HasLineFeed(text))) return false;
         for (;;) {
             if (const Pair* next = p->NextPair()) {
                 p = next;
@@ -226,7 +222,7 @@ bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned lim
                 const CUniStr tail = ValueText(p->GetCdr(), pretty, options);
                 out += u" . ";
                 out += tail;
-                if (limit && HasLineFeed(tail)) return false;
+                if (limit && detail::HasLineFeed(tail)) return false;
             }
             out += static_cast<unsigned short>(')');
             if (limit && out.Length() >= limit) return false;

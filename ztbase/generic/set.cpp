@@ -1,18 +1,13 @@
 #include "ztbase/generic/set.h"
 
+#include <vector>
+
+#include "ztbase/generic/pretty.h"
+
 #include "ztbase/generic/binary_io.h"
 
 namespace ZtBase {
 
-namespace {
-constexpr unsigned short kLineFeed = 10;
-
-bool HasLineFeed(const CUniStr& text) {
-    for (unsigned short c : text)
-        if (c == kLineFeed) return true;
-    return false;
-}
-}  // namespace
 
 // ---- the body -----------------------------------------------------------------------------------------
 
@@ -96,31 +91,10 @@ CUniStr CGenericSetRep::GetString() const {
 }
 
 CUniStr CGenericSetRep::GetPrettyPrint(unsigned int options) const {
-    // The one-line form serves while it is short and holds no line feed.
-    CUniStr line(u"[");
-    bool first = true;
-    bool broken = false;
-    for (const CGeneric& value : *this) {
-        if (!first) line += u", ";
-        first = false;
-        line += value.GetPrettyPrint(options);
-        if (line.Length() >= 50) {
-            broken = true;
-            break;
-        }
-    }
-    if (!broken) {
-        line += static_cast<unsigned short>(']');
-        if (line.Length() < 50 && !HasLineFeed(line)) return line;
-    }
-    CUniStr text(u"[\n");
-    for (const_iterator it = begin(); it != end();) {
-        text += it->GetPrettyPrint(options);
-        if (++it != end()) text += u", ";
-        text += kLineFeed;
-    }
-    text += u"]\n";
-    return text;
+    std::vector<CUniStr> items;
+    items.reserve(GetLength());
+    for (const CGeneric& value : *this) items.push_back(value.GetPrettyPrint(options));
+    return detail::PrettyLayout('[', ']', items);
 }
 
 // ---- the handle ---------------------------------------------------------------------------------------

@@ -369,10 +369,20 @@ private:
 }  // namespace
 
 CGeneric ReadGenericValue(const CUniStr& text, unsigned int& position) {
+    unsigned int stoppedAt = position;
+    return ReadGenericValue(text, position, stoppedAt);
+}
+
+CGeneric ReadGenericValue(const CUniStr& text, unsigned int& position, unsigned int& stoppedAt) {
     Reader reader(text, position);
-    CGeneric value = reader.Value();
-    position = reader.Position();
-    return value;
+    try {
+        CGeneric value = reader.Value();
+        position = stoppedAt = reader.Position();
+        return value;
+    } catch (...) {
+        stoppedAt = reader.Position();
+        throw;
+    }
 }
 
 }  // namespace ZtBase

@@ -16,13 +16,18 @@
 
 namespace ZtBase {
 
-// How deep values may nest in text (every list, set, bundle and association value is one level).
-inline constexpr unsigned int kMaxGenericNesting = 10000;
+// How deep values may nest in text (every list, set, bundle and association value is one level). The
+// values a text can hold are then comfortably within what printing, comparing, storing and releasing
+// nested sets and bundles (which recurse per level) can do on a small thread stack.
+inline constexpr unsigned int kMaxGenericNesting = 1000;
 
 // Reads one value from text at position and leaves position just behind it. Text that holds only white
 // space and comments from position on gives the null value; the text may not end inside a comment, and a
 // line comment counts as ending there when nothing but line breaks follows it. Nothing is changed when
 // the reader throws.
 ZTBASE_API CGeneric ReadGenericValue(const CUniStr& text, unsigned int& position);
+// The same; when the reader throws, stoppedAt tells where in the text it stopped (for messages that
+// name a line and column).
+ZTBASE_API CGeneric ReadGenericValue(const CUniStr& text, unsigned int& position, unsigned int& stoppedAt);
 
 }  // namespace ZtBase
