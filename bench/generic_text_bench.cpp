@@ -3,8 +3,10 @@
 // lists and sets as arrays, symbols as strings).
 #include <benchmark/benchmark.h>
 
+#include <initializer_list>
 #include <random>
 #include <string>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
@@ -23,31 +25,35 @@ struct Texts {
     std::string json;     // the same structure as JSON
 };
 
+void Append(std::string& out, std::initializer_list<std::string_view> parts) {
+    for (std::string_view p : parts) out.append(p);
+}
+
 // One record: a bundle with symbols, a nested bundle, a list of strings, a set of symbols, numbers.
 void AddRecord(Texts& t, std::mt19937& rng, int id) {
     static const char* const kCats[] = {"NP", "VP", "Det", "N", "V", "PP", "Adj"};
     static const char* const kWords[] = {"the", "dog", "barks", "at", "a", "cat", "quickly", "green"};
-    const char* cat = kCats[rng() % 7];
-    const int per = 1 + static_cast<int>(rng() % 3);
-    const double weight = (rng() % 100000) / 1000.0;
+    const std::string cat = kCats[rng() % 7];
+    const std::string per = std::to_string(1 + rng() % 3);
+    const std::string number = std::to_string(id);
+    const std::string weight = std::to_string((rng() % 100000) / 1000.0);
     std::string gWords, jWords, gFeats, jFeats;
     const int nWords = 2 + static_cast<int>(rng() % 4);
     for (int i = 0; i < nWords; ++i) {
-        const char* w = kWords[rng() % 8];
-        gWords += std::string(i ? " " : "") + "\"" + w + "\"";
-        jWords += std::string(i ? "," : "") + "\"" + w + "\"";
+        const std::string_view w = kWords[rng() % 8];
+        Append(gWords, {i ? " \"" : "\"", w, "\""});
+        Append(jWords, {i ? ",\"" : "\"", w, "\""});
     }
     for (int i = 0; i < 3; ++i) {
-        const std::string f = std::string("f") + std::to_string(rng() % 20);
-        gFeats += (i ? "," : "") + f;
-        jFeats += (i ? ",\"" : "\"") + f + "\"";
+        std::string f = "f";
+        f += std::to_string(rng() % 20);
+        Append(gFeats, {i ? "," : "", f});
+        Append(jFeats, {i ? ",\"" : "\"", f, "\""});
     }
-    t.generic += "{cat=" + std::string(cat) + ",id=" + std::to_string(id) + ",agr={num=sg,per=" +
-                 std::to_string(per) + "},words=(" + gWords + "),feats=[" + gFeats +
-                 "],weight=" + std::to_string(weight) + "}";
-    t.json += "{\"cat\":\"" + std::string(cat) + "\",\"id\":" + std::to_string(id) +
-              ",\"agr\":{\"num\":\"sg\",\"per\":" + std::to_string(per) + "},\"words\":[" + jWords +
-              "],\"feats\":[" + jFeats + "],\"weight\":" + std::to_string(weight) + "}";
+    Append(t.generic, {"{cat=", cat, ",id=", number, ",agr={num=sg,per=", per, "},words=(", gWords, "),feats=[",
+                       gFeats, "],weight=", weight, "}"});
+    Append(t.json, {"{\"cat\":\"", cat, "\",\"id\":", number, ",\"agr\":{\"num\":\"sg\",\"per\":", per,
+                    "},\"words\":[", jWords, "],\"feats\":[", jFeats, "],\"weight\":", weight, "}"});
 }
 
 const Texts& Data() {
