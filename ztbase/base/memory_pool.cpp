@@ -58,6 +58,9 @@ void* CMemoryPool::AllocateBlock(unsigned size, unsigned& granted) {
         std::lock_guard<detail::SpinLock> guard(m_lock);
         if (FreeBlock* b = m_free[k]) {
             m_free[k] = b->next;
+            // The next block of this list is handed out a while from now: fetch its link meanwhile, so
+            // that popping it does not wait for memory.
+            if (b->next) __builtin_prefetch(b->next, 1);
             granted = classSize;
             return b;
         }

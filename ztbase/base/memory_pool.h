@@ -45,7 +45,7 @@ public:
     static constexpr unsigned kPoolCount = 64;
     static constexpr unsigned kHeaderSize = 8;
     // Each thread is served by its own group of this many consecutive pools, visited round-robin.
-    static constexpr unsigned kPoolsPerThread = 16;
+    static constexpr unsigned kPoolsPerThread = 1;
 
     constexpr CMemoryPoolManager() noexcept = default;
     CMemoryPoolManager(const CMemoryPoolManager&) = delete;

@@ -38,11 +38,10 @@ CUniStr Indented(const CUniStr& text) {
 
 }  // namespace
 
-CUniStr AssociationText(const CUniStr& key, const CGeneric& value) {
-    CUniStr text(key);
-    text += static_cast<unsigned short>('=');
-    text += value.GetString();
-    return text;
+void AppendAssociation(CUniStr& out, const CSymbol& key, const CGeneric& value) {
+    key.AppendString(out);
+    out += static_cast<unsigned short>('=');
+    value.AppendString(out);
 }
 
 CUniStr AssociationPrettyText(const CUniStr& key, const CGeneric& value, unsigned int options) {
@@ -86,8 +85,12 @@ void CAssociationRep::operator>>(CXFile& file) const {
 }
 
 CUniStr CAssociationRep::GetString() const {
-    return AssociationText(m_key.GetString(), m_value);
+    CUniStr text;
+    AppendString(text);
+    return text;
 }
+
+void CAssociationRep::AppendString(CUniStr& out) const { AppendAssociation(out, m_key, m_value); }
 
 CUniStr CAssociationRep::GetPrettyPrint(unsigned int options) const {
     return AssociationPrettyText(m_key.GetString(), m_value, options);
@@ -274,15 +277,26 @@ void CAssociationBundleRep::operator<<(const CXFile& file) {
 }
 
 CUniStr CAssociationBundleRep::GetString() const {
-    CUniStr text(u"{");
-    bool first = true;
-    for (const auto& pair : *this) {
-        if (!first) text += static_cast<unsigned short>(',');
-        first = false;
-        text += AssociationText(pair.first.GetString(), pair.second);
-    }
-    text += static_cast<unsigned short>('}');
+    CUniStr text;
+    AppendString(text);
     return text;
+}
+
+void CAssociationBundleRep::AppendString(CUniStr& out) const {
+    out += static_cast<unsigned short>('{');
+    bool first = true;
+    for (const_iterator it = begin(); it != end(); ++it) {
+        if (!first) out += static_cast<unsigned short>(',');
+        first = false;
+        // The key's text by the number the node keeps: the key's own body need not be visited.
+        if (it.CachedKey().present) {
+            const unsigned short* key = detail::SymbolTextPointer(it.CachedKey().index);
+            out.Append(key, UniStrLen(key));
+        }
+        out += static_cast<unsigned short>('=');
+        it->second.AppendString(out);
+    }
+    out += static_cast<unsigned short>('}');
 }
 
 CUniStr CAssociationBundleRep::GetPrettyPrint(unsigned int options) const {

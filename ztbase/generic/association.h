@@ -72,6 +72,7 @@ public:
     void operator>>(CXFile& file) const override;
     // key=value
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     // key=value; a value that is long or spans lines is indented by four spaces, right after the "=".
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
@@ -115,8 +116,8 @@ public:
     unsigned char operator!=(const CAssociation& other) const { return !(*this == other); }
 };
 
-// The text of an association: key=value, and its pretty form (shared with the bundle's pretty print).
-CUniStr AssociationText(const CUniStr& key, const CGeneric& value);
+// The text of an association, key=value, appended to out, and its pretty form (shared with the bundle).
+void AppendAssociation(CUniStr& out, const CSymbol& key, const CGeneric& value);
 CUniStr AssociationPrettyText(const CUniStr& key, const CGeneric& value, unsigned int options);
 
 // ---- association bundles ------------------------------------------------------------------------------
@@ -139,6 +140,7 @@ public:
     void operator>>(CXFile& file) const override;
     // {a=1,b=2} in key order.
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     // Bit 0 of options set: the pairs in alphabetical order of the keys' texts; clear: in key order.
     CUniStr GetPrettyPrint(unsigned int options) const override;
 

@@ -67,6 +67,7 @@ void CGenericBodyBase::operator<<(const CXFile&) { IllegalOperation(__LINE__); }
 void CGenericBodyBase::operator>>(CXFile&) const { IllegalOperation(__LINE__); }
 CUniStr CGenericBodyBase::GetString() const { IllegalOperation(__LINE__); }
 CUniStr CGenericBodyBase::GetPrettyPrint(unsigned int) const { IllegalOperation(__LINE__); }
+void CGenericBodyBase::AppendString(CUniStr& out) const { out += GetString(); }
 
 // ---- the handle ---------------------------------------------------------------------------------------
 

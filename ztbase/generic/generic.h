@@ -58,6 +58,9 @@ public:
     virtual void operator>>(CXFile& file) const;
     virtual CUniStr GetString() const;
     virtual CUniStr GetPrettyPrint(unsigned int options) const;
+    // Appends the GetString text to out, without a string of its own: values inside values write
+    // straight into their container's text. The base appends GetString().
+    virtual void AppendString(CUniStr& out) const;
 
     // The body's kind (how a body tells its kind is free: this virtual query answers it).
     virtual E_GenericTypes GetKind() const noexcept { return eGenericNull; }
@@ -118,6 +121,10 @@ public:
 
     // One line; the empty string for the null value.
     CUniStr GetString() const;
+    // Appends the same text to out (nothing for the null value).
+    void AppendString(CUniStr& out) const {
+        if (m_rep) m_rep->AppendString(out);
+    }
     // Over several lines where the value is large; the empty string for the null value.
     CUniStr GetPrettyPrint(unsigned int options = 0) const;
     // Reads one value from the text (from position, leaving it just behind the value). The handle is
@@ -158,6 +165,9 @@ public:
     CUniStr GetString() const { return this->m_rep ? this->m_rep->GetString() : CUniStr(); }
     CUniStr GetPrettyPrint(unsigned int options = 0) const {
         return this->m_rep ? this->m_rep->GetPrettyPrint(options) : CUniStr();
+    }
+    void AppendString(CUniStr& out) const {
+        if (this->m_rep) this->m_rep->AppendString(out);
     }
     void operator>>(CXFile& file) const {
         if (this->m_rep) *this->m_rep >> file;

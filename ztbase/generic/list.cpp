@@ -196,6 +196,8 @@ private:
 // The one-line form of the list starting at first: lists inside are written in place (an explicit
 // stack, no recursion). With a limit, writing stops as soon as the text reaches limit units or holds a
 // line feed, and the result is then false.
+constexpr U16Literal kEmptyList(u"()");
+
 bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned limit, CUniStr& out) {
     std::vector<const Pair*> outer;
     ElementText element(pretty, options);
@@ -209,9 +211,17 @@ bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned lim
             if (limit && out.Length() >= limit) return false;
             continue;
         }
-        const CUniStr& text = element.Of(p->GetCar());
-        out += text;
-        if (limit && (out.Length() >= limit || detail::HasLineFeed(text))) return false;
+        if (!pretty) {
+            if (p->GetCar().IsNull())
+                out.Append(kEmptyList, 2);
+            else
+                p->GetCar().AppendString(out);
+        } else {
+            const CUniStr& text = element.Of(p->GetCar());
+            out += text;
+            if (limit && detail::HasLineFeed(text)) return false;
+        }
+        if (limit && out.Length() >= limit) return false;
         for (;;) {
             if (const Pair* next = p->NextPair()) {
                 p = next;
@@ -278,6 +288,8 @@ CUniStr CGenericListRep::GetString() const {
     WriteOneLine(this, false, 0, 0, out);
     return out;
 }
+
+void CGenericListRep::AppendString(CUniStr& out) const { WriteOneLine(this, false, 0, 0, out); }
 
 CUniStr CGenericListRep::GetPrettyPrint(unsigned int options) const {
     {

@@ -1,5 +1,7 @@
 #include "ztbase/generic/scalars.h"
 
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -7,10 +9,19 @@
 
 namespace ZtBase {
 
-CUniStr FormatNumber(double value) {
-    char text[48];
-    int n = std::snprintf(text, sizeof text - 2, "%.10g", value);
-    if (n < 0) return CUniStr();
+namespace {
+// The "%.10g" text of value with its exponent padded to three digits; returns its length.
+unsigned FormatNumberText(double value, char (&text)[48]) {
+    // Whole numbers of up to ten digits print as their digits under "%.10g": the common case, made
+    // without the formatter.
+    if (value > -1e10 && value < 1e10 && value == static_cast<double>(static_cast<long long>(value)) &&
+        !(value == 0 && std::signbit(value))) {
+        const auto r = std::to_chars(text, text + sizeof text - 1, static_cast<long long>(value));
+        *r.ptr = 0;
+        return static_cast<unsigned>(r.ptr - text);
+    }
+    const int n = std::snprintf(text, sizeof text - 2, "%.10g", value);
+    if (n < 0) return 0;
     // Pad the exponent to three digits: "1e+20" becomes "1e+020".
     if (char* e = std::strchr(text, 'e'); e && (e[1] == '+' || e[1] == '-')) {
         char* digits = e + 2;
@@ -21,7 +32,20 @@ CUniStr FormatNumber(double value) {
             std::memset(digits, '0', pad);
         }
     }
-    return CUniStr(text);
+    return static_cast<unsigned>(std::strlen(text));
+}
+}  // namespace
+
+CUniStr FormatNumber(double value) {
+    CUniStr out;
+    AppendNumber(out, value);
+    return out;
+}
+
+void AppendNumber(CUniStr& out, double value) {
+    char text[48];
+    const unsigned n = FormatNumberText(value, text);
+    for (unsigned i = 0; i < n; ++i) out += static_cast<unsigned short>(static_cast<unsigned char>(text[i]));
 }
 
 // ---- numbers ------------------------------------------------------------------------------------------
@@ -40,6 +64,7 @@ void CGenericNumberRep::operator>>(CXFile& file) const {
 CUniStr CGenericNumberRep::GetString() const {
     return FormatNumber(m_value);
 }
+void CGenericNumberRep::AppendString(CUniStr& out) const { AppendNumber(out, m_value); }
 CUniStr CGenericNumberRep::GetPrettyPrint(unsigned int) const {
     return FormatNumber(m_value);
 }
@@ -87,14 +112,25 @@ CUniStr CGenericStringRep::GetString() const {
     const unsigned n = m_text.Length();
     CUniStr out;
     out.Assure(n + n / 8 + 3);
-    out += static_cast<unsigned short>('"');
-    for (const unsigned short c : m_text) {
-        // Doubling backslashes first and then escaping quotes gives the same text as this single pass.
-        if (c == '\\' || c == '"') out += static_cast<unsigned short>('\\');
-        out += c;
-    }
-    out += static_cast<unsigned short>('"');
+    AppendString(out);
     return out;
+}
+
+void CGenericStringRep::AppendString(CUniStr& out) const {
+    out += static_cast<unsigned short>('"');
+    // Runs without a backslash or a double quote are copied whole; each of those two gets a backslash
+    // before it (doubling backslashes, then escaping quotes, gives the same text as this single pass).
+    const unsigned short* s = m_text.c_str();
+    const unsigned n = m_text.Length();
+    unsigned start = 0;
+    for (unsigned i = 0; i < n; ++i) {
+        if (s[i] != '\\' && s[i] != '"') continue;
+        out.Append(s + start, i - start);
+        out += static_cast<unsigned short>('\\');
+        start = i;
+    }
+    out.Append(s + start, n - start);
+    out += static_cast<unsigned short>('"');
 }
 CUniStr CGenericStringRep::GetPrettyPrint(unsigned int) const {
     return GetString();
@@ -126,6 +162,7 @@ void CGenericVariableRep::operator>>(CXFile& file) const {
 CUniStr CGenericVariableRep::GetString() const {
     return m_name;
 }
+void CGenericVariableRep::AppendString(CUniStr& out) const { out += m_name; }
 CUniStr CGenericVariableRep::GetPrettyPrint(unsigned int) const {
     return m_name;
 }

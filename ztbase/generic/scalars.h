@@ -12,6 +12,8 @@ namespace ZtBase {
 // The text of a number: "%.10g" (at most ten significant digits, no trailing zeros) with an exponent of
 // at least three digits ("1e+020", "1.5e-007"); infinities and NaN as the C library prints them.
 ZTBASE_API CUniStr FormatNumber(double value);
+// Appends the same text to out.
+ZTBASE_API void AppendNumber(CUniStr& out, double value);
 
 // ---- numbers ------------------------------------------------------------------------------------------
 
@@ -27,6 +29,7 @@ public:
     void operator<<(const CXFile& file) override;
     void operator>>(CXFile& file) const override;
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     // The same as GetString: the argument is ignored.
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
@@ -111,6 +114,7 @@ public:
     // The text in double quotes, each backslash and double quote preceded by a backslash; nothing else
     // (line breaks, control characters) is escaped.
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
     void SetVal(const CUniStr& text) { m_text = text; }
@@ -165,6 +169,7 @@ public:
     void operator>>(CXFile& file) const override;
     // The name, unchanged (with its leading "_" when it has one).
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
     const CUniStr& GetName() const noexcept { return m_name; }

@@ -79,15 +79,20 @@ void CGenericSetRep::operator<<(const CXFile& file) {
 }
 
 CUniStr CGenericSetRep::GetString() const {
-    CUniStr text(u"[");
+    CUniStr text;
+    AppendString(text);
+    return text;
+}
+
+void CGenericSetRep::AppendString(CUniStr& out) const {
+    out += static_cast<unsigned short>('[');
     bool first = true;
     for (const CGeneric& value : *this) {
-        if (!first) text += static_cast<unsigned short>(',');
+        if (!first) out += static_cast<unsigned short>(',');
         first = false;
-        text += value.GetString();
+        value.AppendString(out);
     }
-    text += static_cast<unsigned short>(']');
-    return text;
+    out += static_cast<unsigned short>(']');
 }
 
 CUniStr CGenericSetRep::GetPrettyPrint(unsigned int options) const {

@@ -58,6 +58,7 @@ public:
     // The kind code, the count, then each element's own record (a null element writes nothing).
     void operator>>(CXFile& file) const override;
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
     // An element equivalent to a present one is not inserted: the present one stays.

@@ -211,6 +211,10 @@ void CSymbolRep::operator>>(CXFile& file) const {
 CUniStr CSymbolRep::GetString() const {
     return detail::SymbolText(m_index);
 }
+void CSymbolRep::AppendString(CUniStr& out) const {
+    const unsigned short* text = detail::SymbolTextPointer(m_index);  // stable for the process
+    out.Append(text, UniStrLen(text));
+}
 CUniStr CSymbolRep::GetPrettyPrint(unsigned int) const {
     return detail::SymbolText(m_index);
 }

@@ -42,6 +42,7 @@ public:
     // The kind code, then the text (a 32-bit byte count and the units); the index is never written.
     void operator>>(CXFile& file) const override;
     CUniStr GetString() const override;
+    void AppendString(CUniStr& out) const override;
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
     operator unsigned int() const noexcept { return m_index; }

@@ -80,6 +80,8 @@ public:
 
         const T& operator*() const noexcept { return m_node->value; }
         const T* operator->() const noexcept { return &m_node->value; }
+        // What the node keeps of its value for quick comparisons.
+        const Cached& CachedKey() const noexcept { return m_node->key; }
         // The end position steps to the first element again (null for an empty tree).
         const_iterator& operator++() noexcept {
             if (!m_node) {
