@@ -239,6 +239,10 @@ TEST(ReadWriteLock, WaitingWriterGoesBeforeLaterReaders) {
         done.wait();
     });
     EXPECT_FALSE(Finished(writer));
+    // The late reader comes only once the writer is waiting (however slowly the writer's thread starts).
+    const auto until1 = Clock::now() + 5s;
+    while (lock.GetWaitingWriters() < 1 && Clock::now() < until1) std::this_thread::sleep_for(1ms);
+    ASSERT_EQ(lock.GetWaitingWriters(), 1);
     auto late = std::async(std::launch::async, [&] {
         CGetReadLock hold(lock);
         note("late reader");

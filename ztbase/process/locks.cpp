@@ -174,10 +174,11 @@ void CZtReadWriteLock::GetWriteLock() {
         ++m_waits;
         Unlock();
         m_gate.Wait(0);
+        // Back under the lock, the writer stops counting as waiting and looks again without letting go
+        // in between: releasing the lock here would let a reader that arrived while this writer waited
+        // see no waiting writer and overtake it.
         Lock();
         --m_waitingWriters;
-        Unlock();
-        Lock();
     }
 }
 
@@ -188,6 +189,11 @@ void CZtReadWriteLock::ReleaseWriteLock() {
         m_gate.SetGo(1);
         m_waits = 0;
     }
+}
+
+int CZtReadWriteLock::GetWaitingWriters() {
+    CGetLock hold(*this);
+    return m_waitingWriters;
 }
 
 }  // namespace ZtBase

@@ -145,6 +145,8 @@ public:
     void GetReadLock();
     void ReleaseReadLock();
     void GetWriteLock();
+    // Threads waiting for the write lock now (for tests and diagnostics).
+    int GetWaitingWriters();
     void ReleaseWriteLock();
 
 private:
