@@ -3,6 +3,7 @@
 #include "ztbase/base/memory_pool.h"
 
 #include "ztbase/generic/association.h"
+#include "ztbase/files/xfile_errors.h"
 #include "ztbase/generic/binary_io.h"
 #include "ztbase/generic/generic_errors.h"
 #include "ztbase/generic/generic_file.h"
@@ -146,8 +147,24 @@ void CGeneric::operator>>(CXFile& file) const {
     if (m_rep) *m_rep >> file;
 }
 
+namespace {
+// Values nest in a stream as deep as its bytes say; each level of loading is a level of the stack, so
+// loading refuses what text would refuse too (deeper than kMaxGenericNesting).
+thread_local unsigned tLoadNesting = 0;
+struct LoadNesting {
+    LoadNesting() {
+        if (tLoadNesting >= kMaxGenericNesting) detail::ThrowXFile(kErrIO, "Read operation failed", __LINE__);
+        ++tLoadNesting;
+    }
+    ~LoadNesting() { --tLoadNesting; }
+    LoadNesting(const LoadNesting&) = delete;
+    LoadNesting& operator=(const LoadNesting&) = delete;
+};
+}  // namespace
+
 void CGeneric::operator<<(const CXFile& file) {
     Release();
+    const LoadNesting nesting;
     CGeneric loaded;
     switch (detail::ReadU32(file)) {
         case eGenericSymbol: loaded = CGeneric(new CSymbolRep()); break;

@@ -16,8 +16,6 @@ using Pair = CGenericListRep;
 
 // Lists held as first values nest; loading a stored value follows that nesting by recursion, so a file
 // cannot ask for more than this many levels.
-constexpr unsigned kMaxLoadNesting = 10000;
-thread_local unsigned tLoadNesting = 0;
 
 constexpr unsigned kDottedFlag = 0x80000000u;
 
@@ -382,14 +380,6 @@ void CGenericListRep::operator>>(CXFile& file) const {
 }
 
 void CGenericListRep::operator<<(const CXFile& file) {
-    struct Nesting {
-        Nesting() {
-            if (tLoadNesting >= kMaxLoadNesting) detail::ThrowXFile(kErrIO, "Read operation failed", __LINE__);
-            ++tLoadNesting;
-        }
-        ~Nesting() { --tLoadNesting; }
-    } nesting;
-
     const unsigned word = detail::ReadU32(file);
     const bool dotted = (word & kDottedFlag) != 0;
     const unsigned count = word & ~kDottedFlag;
