@@ -43,6 +43,18 @@ public:
         }
     }
 
+    // The body shared by the symbols made from a text: interning and handing out the body take one lock
+    // and no allocation once the body exists. The table keeps a reference, so the body is never freed.
+    CSymbolRep* Body(unsigned index) {
+        std::lock_guard<std::mutex> hold(m_lock);
+        CSymbolRep*& body = Record(index).body;
+        if (!body) {
+            body = new CSymbolRep(index);
+            body->IncRefCount();
+        }
+        return body;
+    }
+
     // The record's text, or null for an index beyond the table.
     const CUniStr* Text(unsigned index) {
         std::lock_guard<std::mutex> hold(m_lock);
@@ -57,7 +69,8 @@ public:
 private:
     struct RecordData {
         CUniStr text;
-        std::uint32_t word = 0;  // the hash of the text, kept for the record's life
+        std::uint32_t word = 0;         // the hash of the text, kept for the record's life
+        CSymbolRep* body = nullptr;     // one body for every symbol of this text, made on first use
     };
     struct Slot {
         const unsigned short* chars = nullptr;  // the record's zero-terminated text; null: free slot
@@ -229,18 +242,20 @@ unsigned NarrowLength(const char* text, unsigned limit) {
 }
 }  // namespace
 
-CSymbol::CSymbol(const CUniStr& text)
-    : ZtGenericHandle(new CSymbolRep(detail::InternSymbol(text.c_str(), text.Length()))) {}
-CSymbol::CSymbol(const unsigned short* text)
-    : ZtGenericHandle(new CSymbolRep(detail::InternSymbol(text, UniStrLen(text)))) {}
-CSymbol::CSymbol(const char16_t* text)
-    : ZtGenericHandle(new CSymbolRep(
-          detail::InternSymbol(text, text ? unsigned(std::char_traits<char16_t>::length(text)) : 0u))) {}
-CSymbol::CSymbol(const char* text)
-    : ZtGenericHandle(new CSymbolRep(detail::InternSymbol(text, text ? NarrowLength(text, ~0u) : 0u))) {}
-CSymbol::CSymbol(const CStr& text)
-    : ZtGenericHandle(
-          new CSymbolRep(detail::InternSymbol(text.c_str(), NarrowLength(text.c_str(), text.Length())))) {}
+// Symbols made from a text share that text's one body (a body is never changed in place, so no caller
+// can tell); a symbol made from a bare index gets a body of its own.
+CSymbol::CSymbol(const CUniStr& text) { SetRepTo(Table().Body(detail::InternSymbol(text.c_str(), text.Length()))); }
+CSymbol::CSymbol(const unsigned short* text) { SetRepTo(Table().Body(detail::InternSymbol(text, UniStrLen(text)))); }
+CSymbol::CSymbol(const char16_t* text) {
+    SetRepTo(Table().Body(
+        detail::InternSymbol(text, text ? unsigned(std::char_traits<char16_t>::length(text)) : 0u)));
+}
+CSymbol::CSymbol(const char* text) {
+    SetRepTo(Table().Body(detail::InternSymbol(text, text ? NarrowLength(text, ~0u) : 0u)));
+}
+CSymbol::CSymbol(const CStr& text) {
+    SetRepTo(Table().Body(detail::InternSymbol(text.c_str(), NarrowLength(text.c_str(), text.Length()))));
+}
 CSymbol::CSymbol(unsigned int index) : ZtGenericHandle(new CSymbolRep(index)) {}
 
 }  // namespace ZtBase
