@@ -1,13 +1,12 @@
 // Buffered line reading: CXFileBuffered::ReadLn beside std::getline on std::ifstream, over the same
 // ~100 MB text file of lines 0 to 120 bytes long.
 #include <benchmark/benchmark.h>
+#include <ztbase/files/disk_file.h>
 
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
-
-#include <ztbase/files/disk_file.h>
 
 using namespace ZtBase;
 

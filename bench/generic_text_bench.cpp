@@ -2,18 +2,16 @@
 // nlohmann::json and RapidJSON reading and writing the same structure written as JSON (bundles as objects,
 // lists and sets as arrays, symbols as strings).
 #include <benchmark/benchmark.h>
-
-#include <initializer_list>
-#include <random>
-#include <string>
-#include <string_view>
-
-#include <nlohmann/json.hpp>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-
 #include <ztbase/ztbase.h>
+
+#include <initializer_list>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+#include <string_view>
 
 using ZtBase::CGeneric;
 using ZtBase::CUniStr;
@@ -50,8 +48,8 @@ void AddRecord(Texts& t, std::mt19937& rng, int id) {
         Append(gFeats, {i ? "," : "", f});
         Append(jFeats, {i ? ",\"" : "\"", f, "\""});
     }
-    Append(t.generic, {"{cat=", cat, ",id=", number, ",agr={num=sg,per=", per, "},words=(", gWords, "),feats=[",
-                       gFeats, "],weight=", weight, "}"});
+    Append(t.generic, {"{cat=", cat, ",id=", number, ",agr={num=sg,per=", per, "},words=(", gWords,
+                       "),feats=[", gFeats, "],weight=", weight, "}"});
     Append(t.json, {"{\"cat\":\"", cat, "\",\"id\":", number, ",\"agr\":{\"num\":\"sg\",\"per\":", per,
                     "},\"words\":[", jWords, "],\"feats\":[", jFeats, "],\"weight\":", weight, "}"});
 }

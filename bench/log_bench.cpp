@@ -1,22 +1,23 @@
 // Log records per second to a file: gLog's file sink against spdlog's basic file sink, the same text.
 #include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+#include <ztbase/base/log.h>
+#include <ztbase/files/file_system.h>
 
 #include <filesystem>
 #include <string>
 
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/spdlog.h>
-
-#include <ztbase/base/log.h>
-#include <ztbase/files/file_system.h>
-
 namespace {
 
-std::string TempPath(const char* name) { return (std::filesystem::temp_directory_path() / name).string(); }
+std::string TempPath(const char* name) {
+    return (std::filesystem::temp_directory_path() / name).string();
+}
 
 void BM_LogRecord_Ours(benchmark::State& state) {
     const std::string path = TempPath("ztbase-log-bench.log");
-    ZtBase::CXFile file = ZtBase::gFileSystem.Create(ZtBase::eOpenTempDir, path.c_str(), 1, ZtBase::XF_BINARY);
+    ZtBase::CXFile file =
+        ZtBase::gFileSystem.Create(ZtBase::eOpenTempDir, path.c_str(), 1, ZtBase::XF_BINARY);
     ZtBase::gLog.SetLogFile(file);
     ZtBase::gLog.SetDebuggerLogging(0);
     ZtBase::gLog.SetFileLogging(1);

@@ -1,11 +1,10 @@
 // Memory pool allocate + release of 8 to 1,024-byte blocks against malloc/free.
 #include <benchmark/benchmark.h>
+#include <ztbase/base/memory_pool.h>
 
 #include <cstdlib>
 #include <random>
 #include <vector>
-
-#include <ztbase/base/memory_pool.h>
 
 namespace {
 constexpr int kBatch = 256;

@@ -1,11 +1,10 @@
 // CStr and CUniStr against std::string and std::u16string: appending, copying, searching.
 #include <benchmark/benchmark.h>
+#include <ztbase/strings/str.h>
+#include <ztbase/strings/unistr.h>
 
 #include <random>
 #include <string>
-
-#include <ztbase/strings/str.h>
-#include <ztbase/strings/unistr.h>
 
 using ZtBase::CStr;
 using ZtBase::CUniStr;

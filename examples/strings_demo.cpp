@@ -1,17 +1,21 @@
 // A tour of the foundation: 8-bit and 16-bit strings, the comparison modes, searching, number
 // formatting and parsing, and a caught exception with its code, message, module and line.
-#include <cstdio>
-
 #include <ztbase/ztbase.h>
+
+#include <cstdio>
 
 using namespace ZtBase;
 
 static const char* Name(ECompare c) {
     switch (c) {
-        case eLess: return "less";
-        case eGreater: return "greater";
-        case eEqual: return "equal";
-        default: return "no result";
+        case eLess:
+            return "less";
+        case eGreater:
+            return "greater";
+        case eEqual:
+            return "equal";
+        default:
+            return "no result";
     }
 }
 
@@ -36,7 +40,8 @@ int main() {
     // Positions are counted from the start of the search.
     unsigned pos = 0;
     CStr text("abcab");
-    if (text.Find(CStr("b"), pos, eExact, 2)) std::printf("'b' after index 2 of 'abcab': pos %u from the start\n", pos);
+    if (text.Find(CStr("b"), pos, eExact, 2))
+        std::printf("'b' after index 2 of 'abcab': pos %u from the start\n", pos);
 
     // 16-bit text: == is binary, Compare follows the collation of code units.
     CUniStr wide(u"\u0141\u00F3d\u017A");
@@ -58,8 +63,8 @@ int main() {
     } catch (const CZtException& e) {
         const auto& coded = dynamic_cast<const CZtSimpleException&>(e);
         std::printf("caught   : code %d, \"%s\" from %s line %u\n", e.GetErrorCode(),
-                    CUniStr(e.GetErrorString(0)).ToUtf8().c_str(), CUniStr(coded.GetModuleName()).ToUtf8().c_str(),
-                    coded.GetLineNumber());
+                    CUniStr(e.GetErrorString(0)).ToUtf8().c_str(),
+                    CUniStr(coded.GetModuleName()).ToUtf8().c_str(), coded.GetLineNumber());
     }
     return 0;
 }

@@ -18,7 +18,8 @@ constinit CMemoryPoolManager gMemoryPoolManager;
 #define ZT_CHARDEF4(n) ZT_CHARDEF1(n) ZT_CHARDEF1(n + 1) ZT_CHARDEF1(n + 2) ZT_CHARDEF1(n + 3)
 #define ZT_CHARDEF16(n) ZT_CHARDEF4(n) ZT_CHARDEF4(n + 4) ZT_CHARDEF4(n + 8) ZT_CHARDEF4(n + 12)
 #define ZT_CHARDEF64(n) ZT_CHARDEF16(n) ZT_CHARDEF16(n + 16) ZT_CHARDEF16(n + 32) ZT_CHARDEF16(n + 48)
-constinit const CCharDef ICCharacters[256] = {ZT_CHARDEF64(0) ZT_CHARDEF64(64) ZT_CHARDEF64(128) ZT_CHARDEF64(192)};
+constinit const CCharDef ICCharacters[256] = {ZT_CHARDEF64(0) ZT_CHARDEF64(64) ZT_CHARDEF64(128)
+                                                  ZT_CHARDEF64(192)};
 #undef ZT_CHARDEF64
 #undef ZT_CHARDEF16
 #undef ZT_CHARDEF4

@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
-
 #include <ztbase/base/exceptions.h>
 
 using namespace ZtBase;
 
 namespace {
 
-CUniStr U(const unsigned short* s) { return CUniStr(s); }
+CUniStr U(const unsigned short* s) {
+    return CUniStr(s);
+}
 
 TEST(Exceptions, BaseAndMemoryErrorsHaveFixedCodesAndTexts) {
     CZtException base;

@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <regex>
-
 #include <ztbase/base/exceptions.h>
 #include <ztbase/base/log.h>
 #include <ztbase/files/file_system.h>
+
+#include <filesystem>
+#include <regex>
 
 #include "scratch_dir.h"
 
@@ -95,7 +94,8 @@ TEST_F(LogFile, RollsOverAfterFourMebibytesToAFileNamedByTheUtcTime) {
     const std::string base = std::filesystem::path(next).filename().string();
     // stem "_" year-month-day "_" hour-minute-second-milliseconds "." extension, padded with spaces.
     EXPECT_EQ(std::filesystem::path(next).parent_path(), std::filesystem::path(logPath).parent_path());
-    EXPECT_TRUE(std::regex_match(base, std::regex("run\\d+_\\d{4}-[ 1]\\d-[ 123]\\d_[ 12]\\d-[ 0-5]\\d-[ 0-6]\\d-[ 0-9]{3}\\d\\.log")))
+    EXPECT_TRUE(std::regex_match(
+        base, std::regex("run\\d+_\\d{4}-[ 1]\\d-[ 123]\\d_[ 12]\\d-[ 0-5]\\d-[ 0-6]\\d-[ 0-9]{3}\\d\\.log")))
         << base;
     gLog.printf(eLogError, "after\n");
     const std::string text = ReadUnits(next);

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <ztbase/base/memory_pool.h>
 
 #include <algorithm>
 #include <atomic>
@@ -6,8 +7,6 @@
 #include <random>
 #include <thread>
 #include <vector>
-
-#include <ztbase/base/memory_pool.h>
 
 using namespace ZtBase;
 

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include <ztbase/base/exceptions.h>
 #include <ztbase/files/file_name.h>
 #include <ztbase/files/file_system.h>
+
+#include <filesystem>
 
 #include "scratch_dir.h"
 
@@ -54,7 +53,8 @@ TEST_F(FileSystem, StartsWithItsSpacesAndTheProgramCurrentAndTemporaryDirectorie
     EXPECT_TRUE(temp.back() == '/' || temp.back() == '\\');
     EXPECT_TRUE(std::filesystem::is_directory(temp));
     // The program directory holds this very test program.
-    const std::string program = CXWin32FileSpace::NativePath(gFileSystem.GetCodePath(eOpenProgramDir)).c_str();
+    const std::string program =
+        CXWin32FileSpace::NativePath(gFileSystem.GetCodePath(eOpenProgramDir)).c_str();
     EXPECT_TRUE(std::filesystem::exists(program + "files_tests")) << program;
     EXPECT_TRUE(gFileSystem.Exist(eOpenProgramDir, "files_tests"));
 }
@@ -71,7 +71,8 @@ TEST_F(FileSystem, SearchTriesEachPathOfTheCodeInTurnAndThenTheNameAsGiven) {
     CXFile f;
     f.OpenExisting(kCodeA, "both.txt", 1, XF_BINARY, 1, XF_SHARE_READ);
     EXPECT_EQ(Text(f), "one");
-    EXPECT_EQ(std::string(f.GetName().c_str()), first / "both.txt") << "a disk file is named by its native path";
+    EXPECT_EQ(std::string(f.GetName().c_str()), first / "both.txt")
+        << "a disk file is named by its native path";
     f.OpenExisting(kCodeA, "only-second.txt", 1, XF_BINARY, 1, XF_SHARE_READ);
     EXPECT_EQ(Text(f), "two");
     // A complete name is found as given whatever the code's paths.

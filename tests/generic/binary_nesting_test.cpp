@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
+#include <ztbase/ztbase.h>
 
 #include <vector>
-
-#include <ztbase/ztbase.h>
 
 using namespace ZtBase;
 

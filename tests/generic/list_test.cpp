@@ -16,11 +16,21 @@ using namespace ZtBase;
 
 namespace {
 
-std::string Utf8(const CUniStr& s) { return s.ToUtf8(); }
-CGeneric Read(const char16_t* text) { return CGeneric::CreateFromString(CUniStr(text)); }
-CGenericList ReadList(const char16_t* text) { return static_cast<CGenericList>(Read(text)); }
-std::string Text(const CGeneric& g) { return Utf8(g.GetString()); }
-std::string Text(const CGenericList& l) { return Utf8(l.GetString()); }
+std::string Utf8(const CUniStr& s) {
+    return s.ToUtf8();
+}
+CGeneric Read(const char16_t* text) {
+    return CGeneric::CreateFromString(CUniStr(text));
+}
+CGenericList ReadList(const char16_t* text) {
+    return static_cast<CGenericList>(Read(text));
+}
+std::string Text(const CGeneric& g) {
+    return Utf8(g.GetString());
+}
+std::string Text(const CGenericList& l) {
+    return Utf8(l.GetString());
+}
 
 std::vector<unsigned char> Bytes(const CXFile& f) {
     const int length = f.GetFileLength();
@@ -115,10 +125,11 @@ TEST(GenericList, OrderIsLexicographicWithTheNullRestFirst) {
         const char16_t* less;
         const char16_t* greater;
     } cases[] = {
-        {u"(a b)", u"(a c)"},   {u"(a)", u"(a b)"},         {u"(a b)", u"(b)"},
-        {u"(() b)", u"(a)"},    {u"(a . b)", u"(a . c)"},   {u"(a)", u"(a . b)"},
-        {u"(1 2)", u"(1 a)"},   {u"((a b) c)", u"((a c))"}, {u"((a) b)", u"((a b))"},
-        {u"(1 (2 3) 4)", u"(1 (2 3) 5)"},
+        {u"(a b)", u"(a c)"},     {u"(a)", u"(a b)"},
+        {u"(a b)", u"(b)"},       {u"(() b)", u"(a)"},
+        {u"(a . b)", u"(a . c)"}, {u"(a)", u"(a . b)"},
+        {u"(1 2)", u"(1 a)"},     {u"((a b) c)", u"((a c))"},
+        {u"((a) b)", u"((a b))"}, {u"(1 (2 3) 4)", u"(1 (2 3) 5)"},
     };
     CSymbol("a"), CSymbol("b"), CSymbol("c");  // a < b < c by index
     for (const Case& c : cases) {
@@ -254,7 +265,8 @@ TEST(GenericList, PrettyPrintBreaksLongListsAndReadsBack) {
     const CGeneric shortList = Read(u"(a (b c) . d)");
     EXPECT_EQ(Utf8(shortList.GetPrettyPrint()), "(a (b c) . d)");
     const CGeneric longList = Read(
-        u"(alpha beta (gamma delta) (epsilon (zeta eta theta iota kappa lambda mu nu xi omicron pi rho) sigma) "
+        u"(alpha beta (gamma delta) (epsilon (zeta eta theta iota kappa lambda mu nu xi omicron pi rho) "
+        u"sigma) "
         u"{tau=upsilon} . phi)");
     const std::string pretty = Utf8(longList.GetPrettyPrint());
     EXPECT_EQ(pretty,
@@ -401,7 +413,8 @@ TEST(GenericList, OrderMatchesLexicographicReferenceOnRandomLists) {
     for (const RandomList& x : lists) {
         for (const RandomList& y : lists) {
             const CGenericList a = static_cast<CGenericList>(x.value), b = static_cast<CGenericList>(y.value);
-            ASSERT_EQ(bool(x.value < y.value), x.reference < y.reference) << Text(x.value) << " " << Text(y.value);
+            ASSERT_EQ(bool(x.value < y.value), x.reference < y.reference)
+                << Text(x.value) << " " << Text(y.value);
             ASSERT_EQ(bool(x.value <= y.value), x.reference <= y.reference);
             ASSERT_EQ(bool(x.value == y.value), x.reference == y.reference);
             ASSERT_EQ(bool(a > b), x.reference > y.reference);

@@ -20,15 +20,23 @@ using namespace ZtBase;
 
 namespace {
 
-std::string Utf8(const CUniStr& s) { return s.ToUtf8(); }
+std::string Utf8(const CUniStr& s) {
+    return s.ToUtf8();
+}
 CUniStr U(const std::u16string& s) {
     CUniStr out;
     for (char16_t c : s) out += static_cast<unsigned short>(c);
     return out;
 }
-CGeneric Read(const std::u16string& text) { return CGeneric::CreateFromString(U(text)); }
-std::string Text(const CGeneric& g) { return Utf8(g.GetString()); }
-double Number(const CGeneric& g) { return static_cast<double>(static_cast<CGenericNumber>(g)); }
+CGeneric Read(const std::u16string& text) {
+    return CGeneric::CreateFromString(U(text));
+}
+std::string Text(const CGeneric& g) {
+    return Utf8(g.GetString());
+}
+double Number(const CGeneric& g) {
+    return static_cast<double>(static_cast<CGenericNumber>(g));
+}
 
 // The reader's error for text: code and message.
 struct ReadError {
@@ -132,7 +140,9 @@ TEST(GenericReader, NestingBeyondTheLimitIsRefused) {
     const std::u16string deep(100000, u'(');
     const ReadError e = ErrorOf(deep);
     EXPECT_EQ(e.code, 10003u);
-    EXPECT_EQ(e.message, WithContext(kTooDeep, deep.substr(0, kMaxGenericNesting + 1).substr(kMaxGenericNesting + 1 - 100)));
+    EXPECT_EQ(
+        e.message,
+        WithContext(kTooDeep, deep.substr(0, kMaxGenericNesting + 1).substr(kMaxGenericNesting + 1 - 100)));
     EXPECT_EQ(ErrorOf(std::u16string(100000, u'[')).code, 10003u);
     std::u16string associations;
     for (int i = 0; i < 100000; ++i) associations += u"a=";
@@ -227,9 +237,12 @@ TEST(GenericReader, NumbersFollowTheDigitByDigitStateMachine) {
         double value;
         unsigned end;  // where reading stopped
     } cases[] = {
-        {u"3", 3, 1},         {u"1e+020", 1, 1},     {u"1.5e+2", 150, 6}, {u"1.5E-2", 0.015, 6},
-        {u".5", 0.5, 2},      {u"+", 0, 1},          {u"-.25", -0.25, 4}, {u"12abc", 12, 2},
-        {u"1.2.3", 1.2, 3},   {u"1.", 1, 2},         {u"007", 7, 3},      {u"1.5e\t+2", 150, 7},
+        {u"3", 3, 1},         {u"1e+020", 1, 1},
+        {u"1.5e+2", 150, 6},  {u"1.5E-2", 0.015, 6},
+        {u".5", 0.5, 2},      {u"+", 0, 1},
+        {u"-.25", -0.25, 4},  {u"12abc", 12, 2},
+        {u"1.2.3", 1.2, 3},   {u"1.", 1, 2},
+        {u"007", 7, 3},       {u"1.5e\t+2", 150, 7},
         {u"2.e+3)", 2000, 5}, {u"1.0e+400", HUGE_VAL, 8},
     };
     for (const Case& c : cases) {
@@ -253,7 +266,8 @@ TEST(GenericReader, NumbersFollowTheDigitByDigitStateMachine) {
 TEST(GenericReader, StringsTakeTheUnitAfterABackslashLiterally) {
     const CGenericString s = Read(u"\"a\\\"b\\\\c\\n\"");
     EXPECT_EQ(Utf8(static_cast<CUniStr>(s)), "a\"b\\cn");
-    EXPECT_EQ(Utf8(static_cast<CUniStr>(static_cast<CGenericString>(Read(u"\"line\nbreak\"")))), "line\nbreak");
+    EXPECT_EQ(Utf8(static_cast<CUniStr>(static_cast<CGenericString>(Read(u"\"line\nbreak\"")))),
+              "line\nbreak");
     EXPECT_EQ(Read(u"\"\"").GetType(), eGenericString);
     const CGeneric say = CGenericString(CUniStr(u"say \"hi\" \\ bye"));
     EXPECT_EQ(Text(say), "\"say \\\"hi\\\" \\\\ bye\"");
@@ -350,9 +364,10 @@ TEST(GenericReader, TextRoundTripsForEveryKind) {
     // Keys and set elements print in symbol order, which is the order of first use: fix it here.
     for (const char* name : {"rtKeyA", "rtKeyB", "rtKeyC", "rtKeyD"}) CSymbol{name};
     for (const char16_t* text :
-         {u"sym", u"42", u"-0.5", u"1.25e-007", u"\"q\\\"uote\\\\\"", u"_var", u"key=value", u"k=(1 2)", u"{}",
-          u"{rtKeyA=1,rtKeyB=\"two\",rtKeyC=[1,2],rtKeyD=(1 . 2)}", u"[]", u"[1,2,3]", u"[rtKeyC=1,rtKeyD=2]",
-          u"(a b c)", u"(a (b c) . d)", u"(() [] {})", u"((((x))))", u"(\"s\" _v 3 . {k=v})"}) {
+         {u"sym", u"42", u"-0.5", u"1.25e-007", u"\"q\\\"uote\\\\\"", u"_var", u"key=value", u"k=(1 2)",
+          u"{}", u"{rtKeyA=1,rtKeyB=\"two\",rtKeyC=[1,2],rtKeyD=(1 . 2)}", u"[]", u"[1,2,3]",
+          u"[rtKeyC=1,rtKeyD=2]", u"(a b c)", u"(a (b c) . d)", u"(() [] {})", u"((((x))))",
+          u"(\"s\" _v 3 . {k=v})"}) {
         SCOPED_TRACE(U(text).ToUtf8());
         const CGeneric value = Read(text);
         ASSERT_FALSE(value.IsNull());
@@ -393,7 +408,8 @@ TEST(GenericReader, FuzzRandomUnitsReadOrRaiseSyntaxErrors) {
     for (int i = 0; i < 20000; ++i) {
         CUniStr text;
         const int n = length(rng);
-        for (int j = 0; j < n; ++j) text += static_cast<unsigned short>(pick(rng) == 0 ? wide(rng) : ascii(rng));
+        for (int j = 0; j < n; ++j)
+            text += static_cast<unsigned short>(pick(rng) == 0 ? wide(rng) : ascii(rng));
         ExpectReadsOrRefuses(text);
         if (HasFatalFailure()) return;
     }
@@ -401,10 +417,10 @@ TEST(GenericReader, FuzzRandomUnitsReadOrRaiseSyntaxErrors) {
 
 TEST(GenericReader, FuzzTokenSoupsReadOrRaiseSyntaxErrors) {
     static const char16_t* const kTokens[] = {
-        u"(",  u")",  u"[",   u"]",  u"{",      u"}",  u",",    u"=",  u".",   u"..", u"a",  u"bc~1",
-        u"_v", u"1",  u"-",   u"+",  u"1.5e+2", u"e",  u"1.e",  u"\"", u"\"s\"", u"\\", u"/*", u"*/",
-        u"//", u"\n", u"\r",  u"@",  u"<",      u">",  u"#",    u" ",  u"  ",  u"*",  u"/",  u"x=",
-        u"@)", u"**", u"(.)", u"{a", u"=}",     u"[,", u"\u00e9", u"\u00d7",
+        u"(",    u")",  u"[",  u"]",  u"{",  u"}",      u",",  u"=",   u".",  u"..",     u"a",
+        u"bc~1", u"_v", u"1",  u"-",  u"+",  u"1.5e+2", u"e",  u"1.e", u"\"", u"\"s\"",  u"\\",
+        u"/*",   u"*/", u"//", u"\n", u"\r", u"@",      u"<",  u">",   u"#",  u" ",      u"  ",
+        u"*",    u"/",  u"x=", u"@)", u"**", u"(.)",    u"{a", u"=}",  u"[,", u"\u00e9", u"\u00d7",
     };
     constexpr int kCount = sizeof(kTokens) / sizeof(kTokens[0]);
     std::mt19937 rng(4242u);  // fixed rng start value

@@ -101,7 +101,8 @@ TEST(Symbol, EqualTextsShareAnIndexWhateverTheConstructor) {
     }
     // Symbols of one text share that text's body: making one allocates nothing once the text is known.
     EXPECT_EQ(a.GetRep(), b.GetRep());
-    EXPECT_NE(CSymbol(static_cast<unsigned>(a)).GetRep(), a.GetRep()) << "a symbol made from an index has its own";
+    EXPECT_NE(CSymbol(static_cast<unsigned>(a)).GetRep(), a.GetRep())
+        << "a symbol made from an index has its own";
     EXPECT_TRUE(CSymbol("abc") == CSymbol(u"abc"));
     EXPECT_FALSE(CSymbol("abc") == CSymbol("ABC")) << "case matters";
     EXPECT_TRUE(CSymbol("abc") != CSymbol("abC"));

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
+#include <ztbase/strings/str.h>
+#include <ztbase/strings/unistr.h>
 
 #include <thread>
 #include <vector>
-
-#include <ztbase/strings/str.h>
-#include <ztbase/strings/unistr.h>
 
 using namespace ZtBase;
 

@@ -12,7 +12,8 @@ class ScratchDir {
 public:
     explicit ScratchDir(const std::string& tag) {
         path_ = std::filesystem::temp_directory_path() /
-                ("ztbase-" + tag + "-" + std::to_string(std::random_device{}()) + "-" + std::to_string(counter_++));
+                ("ztbase-" + tag + "-" + std::to_string(std::random_device{}()) + "-" +
+                 std::to_string(counter_++));
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }

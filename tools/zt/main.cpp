@@ -3,12 +3,12 @@
 //   zt check FILE...                           report the first error of each file, with line and column
 //   zt convert FILE --to binary|text -o OUT    convert between the text and the binary forms
 // Exit codes: 0 success, 1 a file holds an error, 2 wrong usage, 3 a file could not be read or written.
+#include <ztbase/ztbase.h>
+
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
-
-#include <ztbase/ztbase.h>
 
 using namespace ZtBase;
 
@@ -27,8 +27,12 @@ constexpr char kUsageText[] =
     "Text files are read as UTF-8 (or UTF-16 with a byte-order mark; other bytes as Latin-1).\n"
     "exit codes: 0 success, 1 a file holds an error, 2 wrong usage, 3 a file could not be read or written\n";
 
-std::string Utf8(const CUniStr& text) { return text.ToUtf8(); }
-std::string Message(const CZtException& e) { return Utf8(CUniStr(e.GetErrorString(0))); }
+std::string Utf8(const CUniStr& text) {
+    return text.ToUtf8();
+}
+std::string Message(const CZtException& e) {
+    return Utf8(CUniStr(e.GetErrorString(0)));
+}
 
 // A file's whole contents, through the library's file system.
 bool ReadBytes(const std::string& path, std::string& bytes) {
@@ -36,7 +40,8 @@ bool ReadBytes(const std::string& path, std::string& bytes) {
         CXFile file;
         file.OpenExisting(eOpenCurrentDir, CStr(path.c_str()), 1, XF_BINARY, 1, XF_SHARE_READ);
         bytes.resize(static_cast<std::size_t>(file.GetFileLength()));
-        if (!bytes.empty() && file.ReadBlock(bytes.data(), static_cast<unsigned>(bytes.size())) != bytes.size())
+        if (!bytes.empty() &&
+            file.ReadBlock(bytes.data(), static_cast<unsigned>(bytes.size())) != bytes.size())
             return false;
         return true;
     } catch (const CZtException& e) {
@@ -49,7 +54,11 @@ bool IsUtf8(const std::string& bytes) {
     const auto* s = reinterpret_cast<const unsigned char*>(bytes.data());
     for (std::size_t i = 0, n = bytes.size(); i < n;) {
         const unsigned char c = s[i];
-        const unsigned extra = c < 0x80 ? 0 : (c & 0xE0) == 0xC0 ? 1 : (c & 0xF0) == 0xE0 ? 2 : (c & 0xF8) == 0xF0 ? 3 : 9;
+        const unsigned extra = c < 0x80             ? 0
+                               : (c & 0xE0) == 0xC0 ? 1
+                               : (c & 0xF0) == 0xE0 ? 2
+                               : (c & 0xF8) == 0xF0 ? 3
+                                                    : 9;
         if (extra == 9 || (extra > 0 && i + extra >= n)) return false;
         for (unsigned k = 1; k <= extra; ++k)
             if ((s[i + k] & 0xC0) != 0x80) return false;
@@ -59,14 +68,16 @@ bool IsUtf8(const std::string& bytes) {
 }
 
 CUniStr DecodeText(const std::string& bytes) {
-    if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF && static_cast<unsigned char>(bytes[1]) == 0xFE) {
+    if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
+        static_cast<unsigned char>(bytes[1]) == 0xFE) {
         CUniStr text;
         for (std::size_t i = 2; i + 1 < bytes.size(); i += 2)
             text += static_cast<unsigned short>(static_cast<unsigned char>(bytes[i]) |
                                                 static_cast<unsigned char>(bytes[i + 1]) << 8);
         return text;
     }
-    if (bytes.size() >= 3 && bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) return CUniStr::FromUtf8(bytes.substr(3));
+    if (bytes.size() >= 3 && bytes.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        return CUniStr::FromUtf8(bytes.substr(3));
     if (IsUtf8(bytes)) return CUniStr::FromUtf8(bytes);
     return CUniStr(bytes.c_str(), static_cast<unsigned>(bytes.size()));
 }
@@ -97,11 +108,12 @@ bool ReadValues(const std::string& path, const CUniStr& text, Each&& each) {
             value = ReadGenericValue(text, at, stopped);
         } catch (const CZtException& e) {
             // Point at the last character the reader took (the offending one), or at the end.
-            at = stopped > position && stopped <= text.Length() && text[stopped - 1] > 32 ? stopped - 1 : stopped;
+            at = stopped > position && stopped <= text.Length() && text[stopped - 1] > 32 ? stopped - 1
+                                                                                          : stopped;
             std::string message = Message(e);
             while (!message.empty() && message.back() == '\n') message.pop_back();
-            std::fprintf(stderr, "%s:%s: error %d: %s\n", path.c_str(), Where(text, at).c_str(), e.GetErrorCode(),
-                         message.c_str());
+            std::fprintf(stderr, "%s:%s: error %d: %s\n", path.c_str(), Where(text, at).c_str(),
+                         e.GetErrorCode(), message.c_str());
             return false;
         }
         if (value.IsNull() && at >= text.Length()) break;  // only white space and comments were left

@@ -16,10 +16,18 @@ inline unsigned char AtomicStepIsZero(T& counter, T delta, T zeroBefore) noexcep
 }
 }  // namespace detail
 
-inline unsigned char LockedIncrement(int& c) noexcept { return detail::AtomicStepIsZero(c, 1, -1); }
-inline unsigned char LockedDecrement(int& c) noexcept { return detail::AtomicStepIsZero(c, -1, 1); }
-inline unsigned char LockedIncrement(unsigned int& c) noexcept { return detail::AtomicStepIsZero(c, 1u, ~0u); }
-inline unsigned char LockedDecrement(unsigned int& c) noexcept { return detail::AtomicStepIsZero(c, ~0u, 1u); }
+inline unsigned char LockedIncrement(int& c) noexcept {
+    return detail::AtomicStepIsZero(c, 1, -1);
+}
+inline unsigned char LockedDecrement(int& c) noexcept {
+    return detail::AtomicStepIsZero(c, -1, 1);
+}
+inline unsigned char LockedIncrement(unsigned int& c) noexcept {
+    return detail::AtomicStepIsZero(c, 1u, ~0u);
+}
+inline unsigned char LockedDecrement(unsigned int& c) noexcept {
+    return detail::AtomicStepIsZero(c, ~0u, 1u);
+}
 inline unsigned char LockedIncrement(short& c) noexcept {
     return detail::AtomicStepIsZero<short>(c, 1, -1);
 }

@@ -13,16 +13,16 @@ public:
     CZtException(const CZtException&) noexcept = default;
     CZtException& operator=(const CZtException&) noexcept = default;
     virtual ~CZtException();
-    virtual int GetErrorCode() const;                            // 1002
-    virtual const unsigned short* GetErrorString(int) const;    // "Base Exception"
+    virtual int GetErrorCode() const;                         // 1002
+    virtual const unsigned short* GetErrorString(int) const;  // "Base Exception"
 };
 
 class ZTBASE_API CMemoryError : public CZtException {
 public:
     CMemoryError() noexcept = default;
     ~CMemoryError() override;
-    int GetErrorCode() const override;                          // 1001
-    const unsigned short* GetErrorString(int) const override;   // "Out of memory"
+    int GetErrorCode() const override;                         // 1001
+    const unsigned short* GetErrorString(int) const override;  // "Out of memory"
 };
 
 }  // namespace ZtBase

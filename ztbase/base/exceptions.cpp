@@ -10,12 +10,20 @@ constexpr U16Literal kMemoryMessage(u"Out of memory");
 }  // namespace
 
 CZtException::~CZtException() = default;
-int CZtException::GetErrorCode() const { return kErrBaseException; }
-const unsigned short* CZtException::GetErrorString(int) const { return kBaseMessage; }
+int CZtException::GetErrorCode() const {
+    return kErrBaseException;
+}
+const unsigned short* CZtException::GetErrorString(int) const {
+    return kBaseMessage;
+}
 
 CMemoryError::~CMemoryError() = default;
-int CMemoryError::GetErrorCode() const { return kErrOutOfMemory; }
-const unsigned short* CMemoryError::GetErrorString(int) const { return kMemoryMessage; }
+int CMemoryError::GetErrorCode() const {
+    return kErrOutOfMemory;
+}
+const unsigned short* CMemoryError::GetErrorString(int) const {
+    return kMemoryMessage;
+}
 
 detail::CodedException::~CodedException() = default;
 
@@ -33,16 +41,18 @@ CZtUnloggedException::CZtUnloggedException(unsigned code, const unsigned short* 
     : CodedException(code, CUniStr(message), CUniStr(module), line) {}
 CZtUnloggedException::~CZtUnloggedException() = default;
 
-CZtSimpleException::CZtSimpleException(unsigned code, const CUniStr& message, const CUniStr& module, unsigned line)
+CZtSimpleException::CZtSimpleException(unsigned code, const CUniStr& message, const CUniStr& module,
+                                       unsigned line)
     : CodedException(code, message, module, line) {
     WriteToLog();
 }
-CZtSimpleException::CZtSimpleException(unsigned code, const CUniStr& message, const char* module, unsigned line)
+CZtSimpleException::CZtSimpleException(unsigned code, const CUniStr& message, const char* module,
+                                       unsigned line)
     : CodedException(code, message, CUniStr(module), line) {
     WriteToLog();
 }
-CZtSimpleException::CZtSimpleException(unsigned code, const unsigned short* message, const unsigned short* module,
-                                       unsigned line)
+CZtSimpleException::CZtSimpleException(unsigned code, const unsigned short* message,
+                                       const unsigned short* module, unsigned line)
     : CodedException(code, CUniStr(message), CUniStr(module), line) {
     WriteToLog();
 }

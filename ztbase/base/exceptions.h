@@ -38,7 +38,8 @@ class ZTBASE_API CZtUnloggedException : public detail::CodedException {
 public:
     CZtUnloggedException(unsigned code, const CUniStr& message, const CUniStr& module, unsigned line);
     CZtUnloggedException(unsigned code, const CUniStr& message, const char* module, unsigned line);
-    CZtUnloggedException(unsigned code, const unsigned short* message, const unsigned short* module, unsigned line);
+    CZtUnloggedException(unsigned code, const unsigned short* message, const unsigned short* module,
+                         unsigned line);
     CZtUnloggedException(unsigned code, const unsigned short* message, const char* module, unsigned line);
     CZtUnloggedException(const CZtUnloggedException&) = default;
     CZtUnloggedException& operator=(const CZtUnloggedException&) = default;
@@ -51,7 +52,8 @@ public:
     // to gLog at the error type.
     CZtSimpleException(unsigned code, const CUniStr& message, const CUniStr& module, unsigned line);
     CZtSimpleException(unsigned code, const CUniStr& message, const char* module, unsigned line);
-    CZtSimpleException(unsigned code, const unsigned short* message, const unsigned short* module, unsigned line);
+    CZtSimpleException(unsigned code, const unsigned short* message, const unsigned short* module,
+                       unsigned line);
     CZtSimpleException(unsigned code, const unsigned short* message, const char* module, unsigned line);
     CZtSimpleException(const CZtSimpleException&) = default;
     CZtSimpleException& operator=(const CZtSimpleException&) = default;
@@ -61,21 +63,21 @@ private:
     void WriteToLog() const;
 };
 
-#define ZTBASE_LOGGED_EXCEPTION(Name)                                  \
-    class ZTBASE_API Name : public CZtSimpleException {                \
-    public:                                                            \
-        using CZtSimpleException::CZtSimpleException;                  \
-        Name(const Name&) = default;                                   \
-        Name& operator=(const Name&) = default;                        \
-        ~Name() override;                                              \
+#define ZTBASE_LOGGED_EXCEPTION(Name)                   \
+    class ZTBASE_API Name : public CZtSimpleException { \
+    public:                                             \
+        using CZtSimpleException::CZtSimpleException;   \
+        Name(const Name&) = default;                    \
+        Name& operator=(const Name&) = default;         \
+        ~Name() override;                               \
     };
 
-ZTBASE_LOGGED_EXCEPTION(CZtXFileException)             // file errors
-ZTBASE_LOGGED_EXCEPTION(CZtCommException)              // communication errors
-ZTBASE_LOGGED_EXCEPTION(CZtAbort)                      // a deliberate abort of an operation
+ZTBASE_LOGGED_EXCEPTION(CZtXFileException)  // file errors
+ZTBASE_LOGGED_EXCEPTION(CZtCommException)   // communication errors
+ZTBASE_LOGGED_EXCEPTION(CZtAbort)           // a deliberate abort of an operation
 ZTBASE_LOGGED_EXCEPTION(CZtMemoryException)
-ZTBASE_LOGGED_EXCEPTION(CZtMappedDataTableException)   // data tables
-ZTBASE_LOGGED_EXCEPTION(CZtSubcomponentException)      // errors of a loaded component
+ZTBASE_LOGGED_EXCEPTION(CZtMappedDataTableException)  // data tables
+ZTBASE_LOGGED_EXCEPTION(CZtSubcomponentException)     // errors of a loaded component
 #undef ZTBASE_LOGGED_EXCEPTION
 
 // Throws CZtSimpleException 10007 "subscript out of range" from ".\\ztbase".

@@ -27,7 +27,8 @@ public:
     unsigned char DecAndCompareToZeroRefCount() noexcept { return LockedDecrement(m_refCount); }
     unsigned char HasOtherHandles() const noexcept { return GetRefCount() != 1 ? 1 : 0; }
     unsigned int GetRefCount() const noexcept {
-        return std::atomic_ref<unsigned int>(const_cast<unsigned int&>(m_refCount)).load(std::memory_order_acquire);
+        return std::atomic_ref<unsigned int>(const_cast<unsigned int&>(m_refCount))
+            .load(std::memory_order_acquire);
     }
 
 private:

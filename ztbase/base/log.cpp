@@ -8,9 +8,9 @@
 
 #include "ztbase/base/exceptions.h"
 #include "ztbase/files/file_system.h"
-#include "ztbase/strings/number_format.h"
 #include "ztbase/platform/platform.h"
 #include "ztbase/strings/format.h"
+#include "ztbase/strings/number_format.h"
 
 namespace ZtBase {
 
@@ -222,7 +222,8 @@ void CLogManager::WriteFileRecord(LogTypes type, const unsigned short* text, uns
     char time24[platform::kTimeTextSize];
     const unsigned timeLength = platform::LocalTimeText(time24);
     bool same = m_timeText.Length() == timeLength;
-    for (unsigned i = 0; same && i < timeLength; ++i) same = m_timeText[i] == static_cast<unsigned char>(time24[i]);
+    for (unsigned i = 0; same && i < timeLength; ++i)
+        same = m_timeText[i] == static_cast<unsigned char>(time24[i]);
     if (!same) m_timeText = CUniStr(time24, timeLength);
     const CUniStr record = BuildFileRecord(type, text, length, m_timeText);
     const unsigned bytes = 2 * record.Length();

@@ -87,13 +87,13 @@ private:
     unsigned char m_consoleLogging = 0;
     LogTypes m_level = eLogError;
     unsigned char m_eventSourceOpen = 0;  // the system log is opened at the first event-log output
-    unsigned char m_writingFile = 0;      // a record is being written: messages raised meanwhile skip the file
-    CXFile m_file;                        // the open log file
-    unsigned m_bytesWritten = 0;          // bytes written to the current file since it was opened
-    CStr m_stem;                          // the first log file's name without its last extension
-    CStr m_extension;                     // that extension, without the dot
-    CUniStr m_timeText;                   // the time of the last record, reused while it does not change
-    std::string m_utf8;  // 16-bit text converted for the terminal and the system log
+    unsigned char m_writingFile = 0;  // a record is being written: messages raised meanwhile skip the file
+    CXFile m_file;                    // the open log file
+    unsigned m_bytesWritten = 0;      // bytes written to the current file since it was opened
+    CStr m_stem;                      // the first log file's name without its last extension
+    CStr m_extension;                 // that extension, without the dot
+    CUniStr m_timeText;               // the time of the last record, reused while it does not change
+    std::string m_utf8;               // 16-bit text converted for the terminal and the system log
 };
 
 // Defined with the library's other global objects.

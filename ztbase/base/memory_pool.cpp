@@ -23,8 +23,8 @@ __attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tAllo
 unsigned NextPoolIndex() noexcept {
     unsigned base = tGroupBase;
     if (base == 0) {
-        base = 1 + gNextGroup.fetch_add(1, std::memory_order_relaxed) % (CMemoryPoolManager::kPoolCount / kPoolsPerThread) *
-                       kPoolsPerThread;
+        base = 1 + gNextGroup.fetch_add(1, std::memory_order_relaxed) %
+                       (CMemoryPoolManager::kPoolCount / kPoolsPerThread) * kPoolsPerThread;
         tGroupBase = base;
     }
     return base - 1 + tAllocationCounter++ % kPoolsPerThread;
@@ -144,8 +144,14 @@ void CMemoryPoolManager::PrepareForProgramClose() {
     }
 }
 
-unsigned CMemoryPoolManager::BlockGrantedSize(const void* block) { return block ? HeaderOf(block)->granted : 0; }
-unsigned CMemoryPoolManager::BlockPoolIndex(const void* block) { return block ? HeaderOf(block)->pool : 0; }
-unsigned char CMemoryPoolManager::IsClosing() { return gClosing.load(std::memory_order_relaxed) ? 1 : 0; }
+unsigned CMemoryPoolManager::BlockGrantedSize(const void* block) {
+    return block ? HeaderOf(block)->granted : 0;
+}
+unsigned CMemoryPoolManager::BlockPoolIndex(const void* block) {
+    return block ? HeaderOf(block)->pool : 0;
+}
+unsigned char CMemoryPoolManager::IsClosing() {
+    return gClosing.load(std::memory_order_relaxed) ? 1 : 0;
+}
 
 }  // namespace ZtBase

@@ -1,7 +1,7 @@
 // Small-block memory pools. The manager spreads requests round-robin over 64 pools (each thread over its
-// own group of them), each pool with its own lock and 64 free lists in 16-byte size classes up to 1,024 bytes; larger requests go to malloc. Every
-// block handed out carries an 8-byte header (granted size, pool index) so that releasing needs only the
-// pointer.
+// own group of them), each pool with its own lock and 64 free lists in 16-byte size classes up to 1,024
+// bytes; larger requests go to malloc. Every block handed out carries an 8-byte header (granted size, pool
+// index) so that releasing needs only the pointer.
 #pragma once
 
 #include "ztbase/base/export.h"

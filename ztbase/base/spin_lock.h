@@ -26,7 +26,9 @@ public:
             }
         }
     }
-    void unlock() noexcept { m_held.store(false, std::memory_order_release); }
+    void unlock() noexcept {
+        m_held.store(false, std::memory_order_release);
+    }
 
 private:
     std::atomic<bool> m_held{false};

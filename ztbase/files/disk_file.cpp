@@ -250,11 +250,19 @@ unsigned char CXFileBuffered::ReadLn(CStr& line) {
     }
 }
 
-short CXFileBuffered::PutChar(short c) { return PutCharAsBlock(c); }
+short CXFileBuffered::PutChar(short c) {
+    return PutCharAsBlock(c);
+}
 
-short CXFileBuffered::GetChar() { return GetCharAsBlock(); }
-unsigned short CXFileBuffered::UniPutChar(unsigned short c) { return UniPutCharAsBlock(c); }
-unsigned short CXFileBuffered::UniGetChar() { return UniGetCharAsBlock(); }
+short CXFileBuffered::GetChar() {
+    return GetCharAsBlock();
+}
+unsigned short CXFileBuffered::UniPutChar(unsigned short c) {
+    return UniPutCharAsBlock(c);
+}
+unsigned short CXFileBuffered::UniGetChar() {
+    return UniGetCharAsBlock();
+}
 
 void CXFileBuffered::Flush() {
     WriteBack(true);
@@ -342,11 +350,19 @@ unsigned int CXFileUnbuffered::WriteBlock(const char* buffer, unsigned int count
     return static_cast<unsigned>(n);
 }
 
-short CXFileUnbuffered::PutChar(short c) { return c > 255 ? short(-1) : PutCharAsBlock(c); }
+short CXFileUnbuffered::PutChar(short c) {
+    return c > 255 ? short(-1) : PutCharAsBlock(c);
+}
 
-short CXFileUnbuffered::GetChar() { return GetCharAsBlock(); }
-unsigned short CXFileUnbuffered::UniPutChar(unsigned short c) { return UniPutCharAsBlock(c); }
-unsigned short CXFileUnbuffered::UniGetChar() { return UniGetCharAsBlock(); }
+short CXFileUnbuffered::GetChar() {
+    return GetCharAsBlock();
+}
+unsigned short CXFileUnbuffered::UniPutChar(unsigned short c) {
+    return UniPutCharAsBlock(c);
+}
+unsigned short CXFileUnbuffered::UniGetChar() {
+    return UniGetCharAsBlock();
+}
 
 void CXFileUnbuffered::Flush() {
     if (m_readOnly) return;

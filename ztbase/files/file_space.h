@@ -48,14 +48,17 @@ public:
     CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) const {
         return m_rep->Create(name, buffered, mode);
     }
-    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, XF_SHARE_FLAGS share) const {
+    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                         XF_SHARE_FLAGS share) const {
         return m_rep->OpenForAppend(name, buffered, mode, share);
     }
     unsigned char CreateDir(const CStr& name) const { return m_rep->CreateDir(name); }
     unsigned char Exist(const CStr& name) const { return m_rep->Exist(name); }
     unsigned char IsReadOnly(const CStr& name) const { return m_rep->IsReadOnly(name); }
     unsigned char Erase(const CStr& name) const { return m_rep->Erase(name); }
-    unsigned char Rename(const CStr& oldName, const CStr& newName) const { return m_rep->Rename(oldName, newName); }
+    unsigned char Rename(const CStr& oldName, const CStr& newName) const {
+        return m_rep->Rename(oldName, newName);
+    }
     int Size(const CStr& name) const { return m_rep->Size(name); }
     unsigned char Time(const CStr& name, unsigned int& low, unsigned int& high) const {
         return m_rep->Time(name, low, high);
@@ -77,7 +80,8 @@ public:
     CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
                         XF_SHARE_FLAGS share) override;
     CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
-    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, XF_SHARE_FLAGS share) override;
+    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                         XF_SHARE_FLAGS share) override;
     unsigned char CreateDir(const CStr& name) override;
     unsigned char Exist(CStr name) override;
     unsigned char IsReadOnly(CStr name) override;
@@ -102,7 +106,8 @@ public:
     CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
                         XF_SHARE_FLAGS share) override;
     CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
-    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, XF_SHARE_FLAGS share) override;
+    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                         XF_SHARE_FLAGS share) override;
     unsigned char CreateDir(const CStr& name) override;
     unsigned char Exist(CStr name) override;
     unsigned char IsReadOnly(CStr name) override;

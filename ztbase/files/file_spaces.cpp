@@ -75,7 +75,8 @@ unsigned char CXWin32FileSpace::Erase(CStr name) {
     const CStr native = NativePath(name);
     if (native.IsNull() || !platform::StatPath(native).exists) return 0;
     int error = 0;
-    if (!platform::DeletePath(native, error)) detail::ThrowXFile(kErrIO, "Delete file failed:", name, __LINE__);
+    if (!platform::DeletePath(native, error))
+        detail::ThrowXFile(kErrIO, "Delete file failed:", name, __LINE__);
     return 1;
 }
 
@@ -104,8 +105,9 @@ unsigned char CXWin32FileSpace::Time(CStr name, unsigned int& low, unsigned int&
     return 1;
 }
 
-unsigned char CXWin32FileSpace::GetFileList(ZtRefArray<CStr>& result, const CStr& pattern, unsigned char files,
-                                            unsigned char directories, unsigned char completeNames) {
+unsigned char CXWin32FileSpace::GetFileList(ZtRefArray<CStr>& result, const CStr& pattern,
+                                            unsigned char files, unsigned char directories,
+                                            unsigned char completeNames) {
     const CXFileName parsed(pattern);
     if (!parsed.IsValid() || parsed.GetKind() != eFileNameNoDrive) return 0;
     // The directory part, in the library's form and as a native path (the current directory for a bare
@@ -120,7 +122,8 @@ unsigned char CXWin32FileSpace::GetFileList(ZtRefArray<CStr>& result, const CStr
     if (!files && !directories) return platform::StatPath(nativeDirectory).directory ? 1 : 0;
     std::vector<std::string> names;
     if (!platform::ListDirectory(nativeDirectory, parsed.GetFileNameWithoutPath(), what, names)) return 0;
-    for (const std::string& n : names) result.push_back(completeNames ? directory + n.c_str() : CStr(n.c_str()));
+    for (const std::string& n : names)
+        result.push_back(completeNames ? directory + n.c_str() : CStr(n.c_str()));
     return 1;
 }
 
@@ -130,25 +133,42 @@ CXSocketFileSpace::CXSocketFileSpace() : CXRefusingFileSpace(eFileNameSocket, "N
 CXThreadToThreadPipeSpace::CXThreadToThreadPipeSpace()
     : CXRefusingFileSpace(eFileNamePipe, "Not supported for pipes") {}
 
-void CXRefusingFileSpace::Refuse(unsigned line) const { detail::ThrowXFile(kErrWrongState, m_refusal, line); }
+void CXRefusingFileSpace::Refuse(unsigned line) const {
+    detail::ThrowXFile(kErrWrongState, m_refusal, line);
+}
 
 unsigned char CXRefusingFileSpace::ConstructCompleteFileName(const CStr&, CStr& name) {
     const CXFileName parsed(name);
     return parsed.IsValid() && parsed.GetKind() == m_kind ? 1 : 0;
 }
-CXFile CXRefusingFileSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char, XF_SHARE_FLAGS) {
+CXFile CXRefusingFileSpace::OpenExisting(const CStr&, unsigned char, XF_TEXT_MODE, unsigned char,
+                                         XF_SHARE_FLAGS) {
     Refuse(__LINE__);
 }
-CXFile CXRefusingFileSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) { Refuse(__LINE__); }
+CXFile CXRefusingFileSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) {
+    Refuse(__LINE__);
+}
 CXFile CXRefusingFileSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
     Refuse(__LINE__);
 }
-unsigned char CXRefusingFileSpace::CreateDir(const CStr&) { Refuse(__LINE__); }
-unsigned char CXRefusingFileSpace::Exist(CStr) { return 0; }
-unsigned char CXRefusingFileSpace::IsReadOnly(CStr) { return 0; }
-unsigned char CXRefusingFileSpace::Erase(CStr) { Refuse(__LINE__); }
-unsigned char CXRefusingFileSpace::Rename(CStr, CStr) { Refuse(__LINE__); }
-int CXRefusingFileSpace::Size(CStr) { return 0; }
+unsigned char CXRefusingFileSpace::CreateDir(const CStr&) {
+    Refuse(__LINE__);
+}
+unsigned char CXRefusingFileSpace::Exist(CStr) {
+    return 0;
+}
+unsigned char CXRefusingFileSpace::IsReadOnly(CStr) {
+    return 0;
+}
+unsigned char CXRefusingFileSpace::Erase(CStr) {
+    Refuse(__LINE__);
+}
+unsigned char CXRefusingFileSpace::Rename(CStr, CStr) {
+    Refuse(__LINE__);
+}
+int CXRefusingFileSpace::Size(CStr) {
+    return 0;
+}
 unsigned char CXRefusingFileSpace::Time(CStr, unsigned int& low, unsigned int& high) {
     low = high = 0;
     return 0;

@@ -71,7 +71,8 @@ CXFile CXFileSystem::OpenExisting(EOpenCode code, const CStr& name, unsigned cha
                                   unsigned char readOnly, XF_SHARE_FLAGS share) {
     CXFile result;
     if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result, [&] { return space.OpenExisting(complete, buffered, mode, readOnly, share); });
+            return TryOpen(result,
+                           [&] { return space.OpenExisting(complete, buffered, mode, readOnly, share); });
         }))
         NotFound(name, __LINE__);
     return result;
@@ -86,8 +87,8 @@ CXFile CXFileSystem::Create(EOpenCode code, const CStr& name, unsigned char buff
     return result;
 }
 
-CXFile CXFileSystem::OpenForAppend(EOpenCode code, const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
-                                   XF_SHARE_FLAGS share) {
+CXFile CXFileSystem::OpenForAppend(EOpenCode code, const CStr& name, unsigned char buffered,
+                                   XF_TEXT_MODE mode, XF_SHARE_FLAGS share) {
     CXFile result;
     if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
             return TryOpen(result, [&] { return space.OpenForAppend(complete, buffered, mode, share); });
@@ -188,6 +189,8 @@ unsigned char CXFileSystem::FixFileName(EOpenCode code, CStr& name) {
     return 1;
 }
 
-CXFile CXFileSystem::CreateRamFile(XF_TEXT_MODE mode) { return CreateMemoryFile(mode); }
+CXFile CXFileSystem::CreateRamFile(XF_TEXT_MODE mode) {
+    return CreateMemoryFile(mode);
+}
 
 }  // namespace ZtBase

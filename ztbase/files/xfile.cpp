@@ -25,10 +25,16 @@ constexpr unsigned short kEnd = 0xFFFF;
 constexpr unsigned short kLineFeed = 10;
 constexpr char kDot = '.';
 
-bool EightBit(int mode) { return mode >= XF_BINARY && mode <= XF_TEXT_CR; }
+bool EightBit(int mode) {
+    return mode >= XF_BINARY && mode <= XF_TEXT_CR;
+}
 // The 16-bit line and character operations use 16-bit units in binary mode too.
-bool UnitsFor16Bit(int mode) { return mode == XF_BINARY || IsUnicodeMode(mode); }
-bool Text8Bit(int mode) { return mode >= XF_TEXT_CRLF && mode <= XF_TEXT_CR; }
+bool UnitsFor16Bit(int mode) {
+    return mode == XF_BINARY || IsUnicodeMode(mode);
+}
+bool Text8Bit(int mode) {
+    return mode >= XF_TEXT_CRLF && mode <= XF_TEXT_CR;
+}
 }  // namespace
 
 // ---- the body's line and character operations ---------------------------------------------------------
@@ -140,10 +146,18 @@ unsigned short CXFileRep::UniGetCharAsBlock() {
     return static_cast<unsigned short>(bytes[0] | bytes[1] << 8);
 }
 
-char* CXFileRep::CreateMemoryView(int, int) { return nullptr; }
-unsigned char CXFileRep::IsLockingSupported() { return 0; }
-int CXFileRep::LockRegion(int, int) { detail::ThrowXFile(kErrWrongState, "Locking not supported", __LINE__); }
-void CXFileRep::UnlockRegion(int) { detail::ThrowXFile(kErrWrongState, "Locking not supported", __LINE__); }
+char* CXFileRep::CreateMemoryView(int, int) {
+    return nullptr;
+}
+unsigned char CXFileRep::IsLockingSupported() {
+    return 0;
+}
+int CXFileRep::LockRegion(int, int) {
+    detail::ThrowXFile(kErrWrongState, "Locking not supported", __LINE__);
+}
+void CXFileRep::UnlockRegion(int) {
+    detail::ThrowXFile(kErrWrongState, "Locking not supported", __LINE__);
+}
 CXFile CXFileRep::GetDuplicateFile() {
     detail::ThrowXFile(kErrWrongState, "Invalid call for this type of file", __LINE__);
 }
@@ -186,44 +200,107 @@ void CXFile::OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE
 void CXFile::Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) {
     Create(eOpenCurrentDir, name, buffered, mode);
 }
-void CXFile::OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, XF_SHARE_FLAGS share) {
+void CXFile::OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                           XF_SHARE_FLAGS share) {
     OpenForAppend(eOpenCurrentDir, name, buffered, mode, share);
 }
 
-void CXFile::Seek(int p) const { if (m_rep) m_rep->Seek(p); }
-void CXFile::SeekFromEnd(int o) const { if (m_rep) m_rep->SeekFromEnd(o); }
-void CXFile::SeekRelative(int o) const { if (m_rep) m_rep->SeekRelative(o); }
-int CXFile::GetFilePosition() const { return m_rep ? m_rep->GetFilePosition() : 0; }
-int CXFile::GetFileLength() const { return m_rep ? m_rep->GetFileLength() : 0; }
-unsigned int CXFile::ReadBlock(char* b, unsigned int n) const { return m_rep ? m_rep->ReadBlock(b, n) : 0; }
-unsigned int CXFile::WriteBlock(const char* b, unsigned int n) const { return m_rep ? m_rep->WriteBlock(b, n) : 0; }
-unsigned char CXFile::ReadLn(CStr& line) const { return m_rep ? m_rep->ReadLn(line) : 0; }
-void CXFile::WriteLn() const { if (m_rep) m_rep->WriteLn(); }
-void CXFile::WriteLn(const CStr& line) const { if (m_rep) m_rep->WriteLn(line); }
-void CXFile::Write(char c) const { if (m_rep) m_rep->Write(c); }
-void CXFile::Write(const CStr& text) const { if (m_rep) m_rep->Write(text); }
-short CXFile::PutChar(short c) const { return m_rep ? m_rep->PutChar(c) : short(-1); }
-short CXFile::GetChar() const { return m_rep ? m_rep->GetChar() : short(-1); }
-unsigned char CXFile::UniReadLn(CUniStr& line) const { return m_rep ? m_rep->UniReadLn(line) : 0; }
-void CXFile::UniWriteLn() const { if (m_rep) m_rep->UniWriteLn(); }
-void CXFile::UniWriteLn(const CUniStr& line) const { if (m_rep) m_rep->UniWriteLn(line); }
-void CXFile::UniWrite(unsigned short c) const { if (m_rep) m_rep->UniWrite(c); }
-void CXFile::UniWrite(const CUniStr& text) const { if (m_rep) m_rep->UniWrite(text); }
-unsigned short CXFile::UniPutChar(unsigned short c) const { return m_rep ? m_rep->UniPutChar(c) : kEnd; }
-unsigned short CXFile::UniGetChar() const { return m_rep ? m_rep->UniGetChar() : kEnd; }
-void CXFile::Flush() const { if (m_rep) m_rep->Flush(); }
-unsigned char CXFile::Eof() const { return m_rep ? m_rep->Eof() : 1; }
-char* CXFile::CreateMemoryView(int, int) const { return m_rep ? m_rep->CreateMemoryView(0, 0) : nullptr; }
-unsigned char CXFile::IsLockingSupported() const { return m_rep ? m_rep->IsLockingSupported() : 0; }
-int CXFile::LockRegion(int offset, int length) const { return m_rep ? m_rep->LockRegion(offset, length) : 0; }
-void CXFile::UnlockRegion(int id) const { if (m_rep) m_rep->UnlockRegion(id); }
-void CXFile::SetFileLength(unsigned int n) const { if (m_rep) m_rep->SetFileLength(n); }
-CXFile CXFile::GetDuplicateFile() const { return m_rep ? m_rep->GetDuplicateFile() : CXFile(); }
+void CXFile::Seek(int p) const {
+    if (m_rep) m_rep->Seek(p);
+}
+void CXFile::SeekFromEnd(int o) const {
+    if (m_rep) m_rep->SeekFromEnd(o);
+}
+void CXFile::SeekRelative(int o) const {
+    if (m_rep) m_rep->SeekRelative(o);
+}
+int CXFile::GetFilePosition() const {
+    return m_rep ? m_rep->GetFilePosition() : 0;
+}
+int CXFile::GetFileLength() const {
+    return m_rep ? m_rep->GetFileLength() : 0;
+}
+unsigned int CXFile::ReadBlock(char* b, unsigned int n) const {
+    return m_rep ? m_rep->ReadBlock(b, n) : 0;
+}
+unsigned int CXFile::WriteBlock(const char* b, unsigned int n) const {
+    return m_rep ? m_rep->WriteBlock(b, n) : 0;
+}
+unsigned char CXFile::ReadLn(CStr& line) const {
+    return m_rep ? m_rep->ReadLn(line) : 0;
+}
+void CXFile::WriteLn() const {
+    if (m_rep) m_rep->WriteLn();
+}
+void CXFile::WriteLn(const CStr& line) const {
+    if (m_rep) m_rep->WriteLn(line);
+}
+void CXFile::Write(char c) const {
+    if (m_rep) m_rep->Write(c);
+}
+void CXFile::Write(const CStr& text) const {
+    if (m_rep) m_rep->Write(text);
+}
+short CXFile::PutChar(short c) const {
+    return m_rep ? m_rep->PutChar(c) : short(-1);
+}
+short CXFile::GetChar() const {
+    return m_rep ? m_rep->GetChar() : short(-1);
+}
+unsigned char CXFile::UniReadLn(CUniStr& line) const {
+    return m_rep ? m_rep->UniReadLn(line) : 0;
+}
+void CXFile::UniWriteLn() const {
+    if (m_rep) m_rep->UniWriteLn();
+}
+void CXFile::UniWriteLn(const CUniStr& line) const {
+    if (m_rep) m_rep->UniWriteLn(line);
+}
+void CXFile::UniWrite(unsigned short c) const {
+    if (m_rep) m_rep->UniWrite(c);
+}
+void CXFile::UniWrite(const CUniStr& text) const {
+    if (m_rep) m_rep->UniWrite(text);
+}
+unsigned short CXFile::UniPutChar(unsigned short c) const {
+    return m_rep ? m_rep->UniPutChar(c) : kEnd;
+}
+unsigned short CXFile::UniGetChar() const {
+    return m_rep ? m_rep->UniGetChar() : kEnd;
+}
+void CXFile::Flush() const {
+    if (m_rep) m_rep->Flush();
+}
+unsigned char CXFile::Eof() const {
+    return m_rep ? m_rep->Eof() : 1;
+}
+char* CXFile::CreateMemoryView(int, int) const {
+    return m_rep ? m_rep->CreateMemoryView(0, 0) : nullptr;
+}
+unsigned char CXFile::IsLockingSupported() const {
+    return m_rep ? m_rep->IsLockingSupported() : 0;
+}
+int CXFile::LockRegion(int offset, int length) const {
+    return m_rep ? m_rep->LockRegion(offset, length) : 0;
+}
+void CXFile::UnlockRegion(int id) const {
+    if (m_rep) m_rep->UnlockRegion(id);
+}
+void CXFile::SetFileLength(unsigned int n) const {
+    if (m_rep) m_rep->SetFileLength(n);
+}
+CXFile CXFile::GetDuplicateFile() const {
+    return m_rep ? m_rep->GetDuplicateFile() : CXFile();
+}
 void CXFile::GetWholeFile(CBlob& result) const {
     if (m_rep) m_rep->GetWholeFile(result);
 }
-CStr CXFile::GetName() const { return m_rep ? m_rep->GetName() : CStr(); }
-XF_TEXT_MODE CXFile::GetTextMode() const { return m_rep ? m_rep->GetTextMode() : XF_BINARY; }
+CStr CXFile::GetName() const {
+    return m_rep ? m_rep->GetName() : CStr();
+}
+XF_TEXT_MODE CXFile::GetTextMode() const {
+    return m_rep ? m_rep->GetTextMode() : XF_BINARY;
+}
 
 CStr CXFile::ReadIntoString() const {
     CStr out;
@@ -253,8 +330,8 @@ CUniStr CXFile::ReadIntoStringW() const {
         const char* p = view + position;
         const unsigned units = unsigned(remaining) / 2;
         for (unsigned i = 0; i < units; ++i) {
-            const unsigned short u = static_cast<unsigned short>(static_cast<unsigned char>(p[2 * i]) |
-                                                                 static_cast<unsigned char>(p[2 * i + 1]) << 8);
+            const unsigned short u = static_cast<unsigned short>(
+                static_cast<unsigned char>(p[2 * i]) | static_cast<unsigned char>(p[2 * i + 1]) << 8);
             if (u == 0) break;
             out += u;
         }

@@ -31,8 +31,12 @@ enum XF_SHARE_FLAGS : int { XF_SHARE_NONE = 0, XF_SHARE_READ = 1, XF_SHARE_READ_
 // application's own.
 enum EOpenCode : int { eOpenProgramDir = 0, eOpenCurrentDir = 1, eOpenTempDir = 5 };
 
-inline bool IsUnicodeMode(int mode) noexcept { return mode >= XF_UNICODE_CRLF && mode <= XF_UNICODE_CR; }
-inline bool IsValidMode(int mode) noexcept { return mode >= XF_BINARY && mode <= XF_UNICODE_CR; }
+inline bool IsUnicodeMode(int mode) noexcept {
+    return mode >= XF_UNICODE_CRLF && mode <= XF_UNICODE_CR;
+}
+inline bool IsValidMode(int mode) noexcept {
+    return mode >= XF_BINARY && mode <= XF_UNICODE_CR;
+}
 
 class ZTBASE_API CXFileRep {
 public:
@@ -88,6 +92,7 @@ public:
     XF_TEXT_MODE GetTextMode() const noexcept { return m_mode; }
 
     void IncRefCount() noexcept { LockedIncrement(m_refCount); }
+
 protected:
     // Character operations made of one block operation, for kinds whose block operations already do
     // what a character needs: one byte, or the two bytes of a unit (low byte first).

@@ -90,7 +90,9 @@ CUniStr CAssociationRep::GetString() const {
     return text;
 }
 
-void CAssociationRep::AppendString(CUniStr& out) const { AppendAssociation(out, m_key, m_value); }
+void CAssociationRep::AppendString(CUniStr& out) const {
+    AppendAssociation(out, m_key, m_value);
+}
 
 CUniStr CAssociationRep::GetPrettyPrint(unsigned int options) const {
     return AssociationPrettyText(m_key.GetString(), m_value, options);

@@ -8,8 +8,12 @@
 namespace ZtBase::detail {
 
 namespace {
-[[noreturn]] void WriteFailed(unsigned line) { ThrowXFile(kErrIO, "Write operation failed", line); }
-[[noreturn]] void ReadFailed(unsigned line) { ThrowXFile(kErrIO, "Read operation failed", line); }
+[[noreturn]] void WriteFailed(unsigned line) {
+    ThrowXFile(kErrIO, "Write operation failed", line);
+}
+[[noreturn]] void ReadFailed(unsigned line) {
+    ThrowXFile(kErrIO, "Read operation failed", line);
+}
 
 void WriteAll(CXFile& file, const void* bytes, unsigned n) {
     if (file.WriteBlock(static_cast<const char*>(bytes), n) != n) WriteFailed(__LINE__);
@@ -25,7 +29,8 @@ unsigned Remaining(const CXFile& file) {
 
 void WriteU32(CXFile& file, unsigned int value) {
     const unsigned char bytes[4] = {static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
-                                    static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
+                                    static_cast<unsigned char>(value >> 16),
+                                    static_cast<unsigned char>(value >> 24)};
     WriteAll(file, bytes, 4);
 }
 

@@ -14,8 +14,12 @@ constexpr char kModule[] = ".\\utilities";
 [[noreturn]] void ThrowBlob(const char16_t* message, unsigned line) {
     throw CZtSimpleException(kErrIndexRange, CUniStr(message), kModule, line);
 }
-[[noreturn]] void ReadOutOfBounds(unsigned line) { ThrowBlob(u"Error in CBlobRep index out of bounds", line); }
-[[noreturn]] void WriteOutOfBounds(unsigned line) { ThrowBlob(u"Error in VBlobRep index out of bounds", line); }
+[[noreturn]] void ReadOutOfBounds(unsigned line) {
+    ThrowBlob(u"Error in CBlobRep index out of bounds", line);
+}
+[[noreturn]] void WriteOutOfBounds(unsigned line) {
+    ThrowBlob(u"Error in VBlobRep index out of bounds", line);
+}
 
 // A handle on a body that a handle already shares (it may be the body about to be changed), so that it
 // outlives the change; a body no handle holds is left alone.
@@ -26,12 +30,15 @@ CBlob Hold(const CBlobRep& body) {
 }
 }  // namespace
 
-CBlobRep::~CBlobRep() { std::free(data); }
+CBlobRep::~CBlobRep() {
+    std::free(data);
+}
 
 void CBlobRep::Grow(int need) {
     if (data && capacity > need) return;
     const long long wanted = static_cast<long long>(need) + std::max(5, capacity / 2);
-    char* fresh = wanted > 0x7FFFFFFF ? nullptr : static_cast<char*>(std::malloc(static_cast<std::size_t>(wanted)));
+    char* fresh =
+        wanted > 0x7FFFFFFF ? nullptr : static_cast<char*>(std::malloc(static_cast<std::size_t>(wanted)));
     if (!fresh) {
         std::free(data);
         data = nullptr;
@@ -92,7 +99,9 @@ char& CBlob::operator[](int i) {
     return m_rep->data[i];
 }
 
-void CBlob::SetAt(int i, char c) { (*this)[i] = c; }
+void CBlob::SetAt(int i, char c) {
+    (*this)[i] = c;
+}
 
 int CBlob::Add(char c) {
     Modify();
@@ -119,7 +128,8 @@ void CBlob::InsertAt(int i, const CBlobRep& other) {
     char* d = m_rep->data;
     for (int k = m_rep->size - 1; k >= i + 1; --k) d[k + n] = d[k];
     m_rep->size += n;
-    if (n > 0) std::memmove(d + i, (keep.IsNull() ? &other : keep.GetRep())->data, static_cast<std::size_t>(n));
+    if (n > 0)
+        std::memmove(d + i, (keep.IsNull() ? &other : keep.GetRep())->data, static_cast<std::size_t>(n));
 }
 
 void CBlob::InsertAt(int i, char c) {
@@ -173,7 +183,8 @@ bool CBlob::operator==(const CBlob& other) const {
     if (other.IsNull()) return false;
     const CBlobRep* o = other.GetRep();
     return m_rep->size == o->size &&
-           (m_rep->size == 0 || std::memcmp(m_rep->data, o->data, static_cast<std::size_t>(m_rep->size)) == 0);
+           (m_rep->size == 0 ||
+            std::memcmp(m_rep->data, o->data, static_cast<std::size_t>(m_rep->size)) == 0);
 }
 
 }  // namespace ZtBase

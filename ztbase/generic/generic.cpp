@@ -1,9 +1,8 @@
 #include "ztbase/generic/generic.h"
 
 #include "ztbase/base/memory_pool.h"
-
-#include "ztbase/generic/association.h"
 #include "ztbase/files/xfile_errors.h"
+#include "ztbase/generic/association.h"
 #include "ztbase/generic/binary_io.h"
 #include "ztbase/generic/generic_errors.h"
 #include "ztbase/generic/generic_file.h"
@@ -38,44 +37,79 @@ int KindOrder(E_GenericTypes kind) noexcept {
 // ---- the bare body ------------------------------------------------------------------------------------
 
 namespace {
-[[noreturn]] void IllegalComparison(unsigned line) { detail::ThrowGeneric(kErrIllegalOperation, "illegal comparison", line); }
-[[noreturn]] void IllegalOperation(unsigned line) { detail::ThrowGeneric(kErrIllegalOperation, "illegal operation", line); }
+[[noreturn]] void IllegalComparison(unsigned line) {
+    detail::ThrowGeneric(kErrIllegalOperation, "illegal comparison", line);
+}
+[[noreturn]] void IllegalOperation(unsigned line) {
+    detail::ThrowGeneric(kErrIllegalOperation, "illegal operation", line);
+}
 }  // namespace
 
 CGenericBodyBase::~CGenericBodyBase() = default;
 
 void* CGenericBodyBase::operator new(std::size_t size, const std::nothrow_t&) noexcept {
     unsigned granted = 0;
-    return size > 0xFFFFFFF0u ? nullptr : gMemoryPoolManager.AllocateBlock(static_cast<unsigned>(size), granted);
+    return size > 0xFFFFFFF0u ? nullptr
+                              : gMemoryPoolManager.AllocateBlock(static_cast<unsigned>(size), granted);
 }
 void* CGenericBodyBase::operator new(std::size_t size) {
     void* block = operator new(size, std::nothrow);
     if (!block) throw CMemoryError();
     return block;
 }
-void CGenericBodyBase::operator delete(void* block) noexcept { gMemoryPoolManager.ReleaseBlock(block); }
+void CGenericBodyBase::operator delete(void* block) noexcept {
+    gMemoryPoolManager.ReleaseBlock(block);
+}
 void CGenericBodyBase::operator delete(void* block, const std::nothrow_t&) noexcept {
     gMemoryPoolManager.ReleaseBlock(block);
 }
-CBodyBase* CGenericBodyBase::Duplicate() const { return new CGenericBodyBase(); }
-unsigned char CGenericBodyBase::operator==(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
-unsigned char CGenericBodyBase::operator<(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
-unsigned char CGenericBodyBase::operator<=(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
-unsigned char CGenericBodyBase::operator>(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
-unsigned char CGenericBodyBase::operator>=(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
-unsigned char CGenericBodyBase::operator!=(const CGenericBodyBase&) const { IllegalComparison(__LINE__); }
-void CGenericBodyBase::operator<<(const CXFile&) { IllegalOperation(__LINE__); }
-void CGenericBodyBase::operator>>(CXFile&) const { IllegalOperation(__LINE__); }
-CUniStr CGenericBodyBase::GetString() const { IllegalOperation(__LINE__); }
-CUniStr CGenericBodyBase::GetPrettyPrint(unsigned int) const { IllegalOperation(__LINE__); }
-void CGenericBodyBase::AppendString(CUniStr& out) const { out += GetString(); }
+CBodyBase* CGenericBodyBase::Duplicate() const {
+    return new CGenericBodyBase();
+}
+unsigned char CGenericBodyBase::operator==(const CGenericBodyBase&) const {
+    IllegalComparison(__LINE__);
+}
+unsigned char CGenericBodyBase::operator<(const CGenericBodyBase&) const {
+    IllegalComparison(__LINE__);
+}
+unsigned char CGenericBodyBase::operator<=(const CGenericBodyBase&) const {
+    IllegalComparison(__LINE__);
+}
+unsigned char CGenericBodyBase::operator>(const CGenericBodyBase&) const {
+    IllegalComparison(__LINE__);
+}
+unsigned char CGenericBodyBase::operator>=(const CGenericBodyBase&) const {
+    IllegalComparison(__LINE__);
+}
+unsigned char CGenericBodyBase::operator!=(const CGenericBodyBase&) const {
+    IllegalComparison(__LINE__);
+}
+void CGenericBodyBase::operator<<(const CXFile&) {
+    IllegalOperation(__LINE__);
+}
+void CGenericBodyBase::operator>>(CXFile&) const {
+    IllegalOperation(__LINE__);
+}
+CUniStr CGenericBodyBase::GetString() const {
+    IllegalOperation(__LINE__);
+}
+CUniStr CGenericBodyBase::GetPrettyPrint(unsigned int) const {
+    IllegalOperation(__LINE__);
+}
+void CGenericBodyBase::AppendString(CUniStr& out) const {
+    out += GetString();
+}
 
 // ---- the handle ---------------------------------------------------------------------------------------
 
 CGeneric::CGeneric(int value) : CGeneric(static_cast<double>(value)) {}
 CGeneric::CGeneric(unsigned int value) : CGeneric(static_cast<double>(value)) {}
-CGeneric::CGeneric(double value) { *this = CGenericNumber(value); }
-CGeneric::CGeneric(const CUniStr& text) { SetFromString(text); }
+CGeneric::CGeneric(double value) {
+    *this = CGenericNumber(value);
+}
+CGeneric::CGeneric(const CUniStr& text) {
+    SetFromString(text);
+}
 
 namespace {
 template <class Typed>
@@ -86,17 +120,37 @@ Typed TypedView(CGenericBodyBase* body) {
 }
 }  // namespace
 
-CGeneric::operator CSymbol() const { return TypedView<CSymbol>(m_rep); }
-CGeneric::operator CGenericString() const { return TypedView<CGenericString>(m_rep); }
-CGeneric::operator CGenericNumber() const { return TypedView<CGenericNumber>(m_rep); }
-CGeneric::operator CGenericVariable() const { return TypedView<CGenericVariable>(m_rep); }
-CGeneric::operator CGenericList() const { return TypedView<CGenericList>(m_rep); }
-CGeneric::operator CAssociation() const { return TypedView<CAssociation>(m_rep); }
-CGeneric::operator CAssociationBundle() const { return TypedView<CAssociationBundle>(m_rep); }
-CGeneric::operator CGenericSet() const { return TypedView<CGenericSet>(m_rep); }
-CGeneric::operator CGenericXFile() const { return TypedView<CGenericXFile>(m_rep); }
+CGeneric::operator CSymbol() const {
+    return TypedView<CSymbol>(m_rep);
+}
+CGeneric::operator CGenericString() const {
+    return TypedView<CGenericString>(m_rep);
+}
+CGeneric::operator CGenericNumber() const {
+    return TypedView<CGenericNumber>(m_rep);
+}
+CGeneric::operator CGenericVariable() const {
+    return TypedView<CGenericVariable>(m_rep);
+}
+CGeneric::operator CGenericList() const {
+    return TypedView<CGenericList>(m_rep);
+}
+CGeneric::operator CAssociation() const {
+    return TypedView<CAssociation>(m_rep);
+}
+CGeneric::operator CAssociationBundle() const {
+    return TypedView<CAssociationBundle>(m_rep);
+}
+CGeneric::operator CGenericSet() const {
+    return TypedView<CGenericSet>(m_rep);
+}
+CGeneric::operator CGenericXFile() const {
+    return TypedView<CGenericXFile>(m_rep);
+}
 
-CUniStr CGeneric::GetString() const { return m_rep ? m_rep->GetString() : CUniStr(); }
+CUniStr CGeneric::GetString() const {
+    return m_rep ? m_rep->GetString() : CUniStr();
+}
 CUniStr CGeneric::GetPrettyPrint(unsigned int options) const {
     return m_rep ? m_rep->GetPrettyPrint(options) : CUniStr();
 }
@@ -167,21 +221,39 @@ void CGeneric::operator<<(const CXFile& file) {
     const LoadNesting nesting;
     CGeneric loaded;
     switch (detail::ReadU32(file)) {
-        case eGenericSymbol: loaded = CGeneric(new CSymbolRep()); break;
-        case eGenericString: loaded = CGeneric(new CGenericStringRep()); break;
-        case eGenericNumber: loaded = CGeneric(new CGenericNumberRep()); break;
-        case eGenericAssociation: loaded = CGeneric(new CAssociationRep()); break;
-        case eGenericAssociationBundle: loaded = CGeneric(new CAssociationBundleRep()); break;
-        case eGenericSet: loaded = CGeneric(new CGenericSetRep()); break;
-        case eGenericList: loaded = CGeneric(new CGenericListRep()); break;
-        case eGenericFile: loaded = CGeneric(new CGenericXFileRep()); break;
+        case eGenericSymbol:
+            loaded = CGeneric(new CSymbolRep());
+            break;
+        case eGenericString:
+            loaded = CGeneric(new CGenericStringRep());
+            break;
+        case eGenericNumber:
+            loaded = CGeneric(new CGenericNumberRep());
+            break;
+        case eGenericAssociation:
+            loaded = CGeneric(new CAssociationRep());
+            break;
+        case eGenericAssociationBundle:
+            loaded = CGeneric(new CAssociationBundleRep());
+            break;
+        case eGenericSet:
+            loaded = CGeneric(new CGenericSetRep());
+            break;
+        case eGenericList:
+            loaded = CGeneric(new CGenericListRep());
+            break;
+        case eGenericFile:
+            loaded = CGeneric(new CGenericXFileRep());
+            break;
         // Variables and tree nodes have no binary form; DAGs and blobs are not values of this library
         // yet; unknown codes are not errors. Nothing more is read.
-        default: return;
+        default:
+            return;
     }
     *loaded.m_rep << file;  // a failed load leaves this handle null
     // A list of no elements loads as the empty list, which is the null value.
-    if (auto* list = BodyAs<CGenericListRep>(loaded.m_rep); list && list->GetCar().IsNull() && list->GetCdr().IsNull())
+    if (auto* list = BodyAs<CGenericListRep>(loaded.m_rep);
+        list && list->GetCar().IsNull() && list->GetCdr().IsNull())
         return;
     *this = std::move(loaded);
 }

@@ -150,7 +150,8 @@ public:
 // The body of a typed handle of kind Rep, or null when the value is of another kind.
 template <class Rep>
 Rep* BodyAs(const CGenericBodyBase* body) noexcept {
-    return body && body->GetKind() == Rep::kKind ? static_cast<Rep*>(const_cast<CGenericBodyBase*>(body)) : nullptr;
+    return body && body->GetKind() == Rep::kKind ? static_cast<Rep*>(const_cast<CGenericBodyBase*>(body))
+                                                 : nullptr;
 }
 
 // The handle part every typed handle shares: copy on write over its own body class, printing and the

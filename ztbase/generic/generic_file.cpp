@@ -13,7 +13,9 @@ CGenericXFileRep::CGenericXFileRep(const CXFile& file) : m_file(file), m_name(fi
 CGenericXFileRep::CGenericXFileRep(const CXFile& file, const CUniStr& name) : m_file(file), m_name(name) {}
 CGenericXFileRep::~CGenericXFileRep() = default;
 
-CBodyBase* CGenericXFileRep::Duplicate() const { return new CGenericXFileRep(m_file, m_name); }
+CBodyBase* CGenericXFileRep::Duplicate() const {
+    return new CGenericXFileRep(m_file, m_name);
+}
 
 void CGenericXFileRep::operator<<(const CXFile& file) {
     CUniStr name = detail::ReadText(file);
@@ -26,15 +28,23 @@ void CGenericXFileRep::operator>>(CXFile& file) const {
     detail::WriteText(file, m_name);
 }
 
-CUniStr CGenericXFileRep::GetString() const { return CUniStr(u"@") + m_name; }
-CUniStr CGenericXFileRep::GetPrettyPrint(unsigned int) const { return GetString(); }
+CUniStr CGenericXFileRep::GetString() const {
+    return CUniStr(u"@") + m_name;
+}
+CUniStr CGenericXFileRep::GetPrettyPrint(unsigned int) const {
+    return GetString();
+}
 
 CGenericXFile::CGenericXFile(const CXFile& file) : ZtGenericHandle(new CGenericXFileRep(file)) {}
 CGenericXFile::CGenericXFile(const CXFile& file, const CUniStr& name)
     : ZtGenericHandle(new CGenericXFileRep(file, name)) {}
 
-CXFile CGenericXFile::GetXFile() const { return m_rep ? m_rep->GetXFile() : CXFile(); }
-CUniStr CGenericXFile::GetName() const { return m_rep ? m_rep->GetName() : CUniStr(); }
+CXFile CGenericXFile::GetXFile() const {
+    return m_rep ? m_rep->GetXFile() : CXFile();
+}
+CUniStr CGenericXFile::GetName() const {
+    return m_rep ? m_rep->GetName() : CUniStr();
+}
 void CGenericXFile::SetName(const CUniStr& name) {
     CUniStr keep(name);
     Modify();

@@ -1,12 +1,11 @@
 #include "ztbase/generic/list.h"
 
-#include "ztbase/generic/pretty.h"
-
 #include <utility>
 #include <vector>
 
 #include "ztbase/files/xfile_errors.h"
 #include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/pretty.h"
 
 namespace ZtBase {
 
@@ -19,7 +18,9 @@ using Pair = CGenericListRep;
 
 constexpr unsigned kDottedFlag = 0x80000000u;
 
-const Pair* AsPair(const CGeneric& value) noexcept { return BodyAs<Pair>(value.GetRep()); }
+const Pair* AsPair(const CGeneric& value) noexcept {
+    return BodyAs<Pair>(value.GetRep());
+}
 
 // A pair that only this handle holds: releasing the handle would release the pair and what it holds.
 bool IsLastHandleOnPair(const CGeneric& value) noexcept {
@@ -56,10 +57,16 @@ CGenericListRep::~CGenericListRep() {
     if (IsLastHandleOnPair(m_cdr)) ReleaseAlone(std::move(m_cdr));
 }
 
-CBodyBase* CGenericListRep::Duplicate() const { return new CGenericListRep(m_car, m_cdr); }
+CBodyBase* CGenericListRep::Duplicate() const {
+    return new CGenericListRep(m_car, m_cdr);
+}
 
-unsigned int CGenericListRep::GetDepth() const { return m_depth.load(std::memory_order_relaxed); }
-unsigned int CGenericListRep::IncrementDepth() { return m_depth.fetch_add(1, std::memory_order_relaxed) + 1; }
+unsigned int CGenericListRep::GetDepth() const {
+    return m_depth.load(std::memory_order_relaxed);
+}
+unsigned int CGenericListRep::IncrementDepth() {
+    return m_depth.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 unsigned int CGenericListRep::DecrementDepth() {
     unsigned int depth = m_depth.load(std::memory_order_relaxed);
     while (depth > 0 && !m_depth.compare_exchange_weak(depth, depth - 1, std::memory_order_relaxed)) {
@@ -75,10 +82,14 @@ enum class Op { kLess, kLessEqual, kGreater, kGreaterEqual };
 
 bool Apply(Op op, const CGeneric& a, const CGeneric& b) {
     switch (op) {
-        case Op::kLess: return a < b;
-        case Op::kLessEqual: return a <= b;
-        case Op::kGreater: return a > b;
-        case Op::kGreaterEqual: return a >= b;
+        case Op::kLess:
+            return a < b;
+        case Op::kLessEqual:
+            return a <= b;
+        case Op::kGreater:
+            return a > b;
+        case Op::kGreaterEqual:
+            return a >= b;
     }
     return false;
 }
@@ -151,11 +162,15 @@ bool CGenericListRep::SameEqual(const CGenericListRep& o) const {
     }
 }
 
-bool CGenericListRep::SameLess(const CGenericListRep& o) const { return CompareLists(this, &o, Op::kLess); }
+bool CGenericListRep::SameLess(const CGenericListRep& o) const {
+    return CompareLists(this, &o, Op::kLess);
+}
 bool CGenericListRep::SameLessEqual(const CGenericListRep& o) const {
     return CompareLists(this, &o, Op::kLessEqual);
 }
-bool CGenericListRep::SameGreater(const CGenericListRep& o) const { return CompareLists(this, &o, Op::kGreater); }
+bool CGenericListRep::SameGreater(const CGenericListRep& o) const {
+    return CompareLists(this, &o, Op::kGreater);
+}
 bool CGenericListRep::SameGreaterEqual(const CGenericListRep& o) const {
     return CompareLists(this, &o, Op::kGreaterEqual);
 }
@@ -253,7 +268,8 @@ bool FitsOnOneLine(const Pair* first, unsigned options) {
 constexpr std::size_t kMaxIndentLevels = 20;
 
 void AppendIndent(CUniStr& out, std::size_t levels) {
-    static const U16Literal kSpaces(u"                                                                                ");
+    static const U16Literal kSpaces(
+        u"                                                                                ");
     static_assert(sizeof(kSpaces.text) / sizeof(kSpaces.text[0]) > 4 * kMaxIndentLevels);
     if (levels > kMaxIndentLevels) levels = kMaxIndentLevels;
     out.Append(kSpaces, static_cast<unsigned>(4 * levels));
@@ -287,7 +303,9 @@ CUniStr CGenericListRep::GetString() const {
     return out;
 }
 
-void CGenericListRep::AppendString(CUniStr& out) const { WriteOneLine(this, false, 0, 0, out); }
+void CGenericListRep::AppendString(CUniStr& out) const {
+    WriteOneLine(this, false, 0, 0, out);
+}
 
 CUniStr CGenericListRep::GetPrettyPrint(unsigned int options) const {
     {
@@ -417,8 +435,12 @@ CGenericList::CGenericList(const CGeneric& car, const CGeneric& cdr) : ZtGeneric
 CGenericList::CGenericList(const CGeneric& car, const CGenericList& rest)
     : ZtGenericHandle(new Pair(car, CGeneric(rest))) {}
 
-const CGeneric& CGenericList::GetCar() const { return m_rep ? m_rep->GetCar() : NullCar(); }
-const CGeneric& CGenericList::GetCdr() const { return m_rep ? m_rep->GetCdr() : NullCdr(); }
+const CGeneric& CGenericList::GetCar() const {
+    return m_rep ? m_rep->GetCar() : NullCar();
+}
+const CGeneric& CGenericList::GetCdr() const {
+    return m_rep ? m_rep->GetCdr() : NullCdr();
+}
 
 void CGenericList::SetCar(const CGeneric& value) {
     CGeneric keep(value);  // the value may live in the pair about to be copied or changed
@@ -431,9 +453,15 @@ void CGenericList::SetCdr(const CGeneric& value) {
     m_rep->SetCdr(keep);
 }
 
-unsigned int CGenericList::GetDepth() const { return m_rep ? m_rep->GetDepth() : 0; }
-unsigned int CGenericList::IncrementDepth() { return m_rep ? m_rep->IncrementDepth() : 0; }
-unsigned int CGenericList::DecrementDepth() { return m_rep ? m_rep->DecrementDepth() : 0; }
+unsigned int CGenericList::GetDepth() const {
+    return m_rep ? m_rep->GetDepth() : 0;
+}
+unsigned int CGenericList::IncrementDepth() {
+    return m_rep ? m_rep->IncrementDepth() : 0;
+}
+unsigned int CGenericList::DecrementDepth() {
+    return m_rep ? m_rep->DecrementDepth() : 0;
+}
 
 unsigned int CGenericList::GetLength() const {
     unsigned int n = 0;
@@ -449,7 +477,8 @@ CGeneric CGenericList::GetNth(unsigned int n) const {
 
 CGenericList CGenericList::GetReverse() const {
     CGeneric reversed;
-    for (const Pair* p = m_rep; p; p = p->NextPair()) reversed = CGeneric(new Pair(p->GetCar(), std::move(reversed)));
+    for (const Pair* p = m_rep; p; p = p->NextPair())
+        reversed = CGeneric(new Pair(p->GetCar(), std::move(reversed)));
     return static_cast<CGenericList>(reversed);
 }
 

@@ -64,7 +64,9 @@ void CGenericNumberRep::operator>>(CXFile& file) const {
 CUniStr CGenericNumberRep::GetString() const {
     return FormatNumber(m_value);
 }
-void CGenericNumberRep::AppendString(CUniStr& out) const { AppendNumber(out, m_value); }
+void CGenericNumberRep::AppendString(CUniStr& out) const {
+    AppendNumber(out, m_value);
+}
 CUniStr CGenericNumberRep::GetPrettyPrint(unsigned int) const {
     return FormatNumber(m_value);
 }
@@ -162,7 +164,9 @@ void CGenericVariableRep::operator>>(CXFile& file) const {
 CUniStr CGenericVariableRep::GetString() const {
     return m_name;
 }
-void CGenericVariableRep::AppendString(CUniStr& out) const { out += m_name; }
+void CGenericVariableRep::AppendString(CUniStr& out) const {
+    out += m_name;
+}
 CUniStr CGenericVariableRep::GetPrettyPrint(unsigned int) const {
     return m_name;
 }

@@ -2,12 +2,10 @@
 
 #include <vector>
 
+#include "ztbase/generic/binary_io.h"
 #include "ztbase/generic/pretty.h"
 
-#include "ztbase/generic/binary_io.h"
-
 namespace ZtBase {
-
 
 // ---- the body -----------------------------------------------------------------------------------------
 

@@ -69,8 +69,8 @@ public:
 private:
     struct RecordData {
         CUniStr text;
-        std::uint32_t word = 0;         // the hash of the text, kept for the record's life
-        CSymbolRep* body = nullptr;     // one body for every symbol of this text, made on first use
+        std::uint32_t word = 0;      // the hash of the text, kept for the record's life
+        CSymbolRep* body = nullptr;  // one body for every symbol of this text, made on first use
     };
     struct Slot {
         const unsigned short* chars = nullptr;  // the record's zero-terminated text; null: free slot
@@ -244,8 +244,12 @@ unsigned NarrowLength(const char* text, unsigned limit) {
 
 // Symbols made from a text share that text's one body (a body is never changed in place, so no caller
 // can tell); a symbol made from a bare index gets a body of its own.
-CSymbol::CSymbol(const CUniStr& text) { SetRepTo(Table().Body(detail::InternSymbol(text.c_str(), text.Length()))); }
-CSymbol::CSymbol(const unsigned short* text) { SetRepTo(Table().Body(detail::InternSymbol(text, UniStrLen(text)))); }
+CSymbol::CSymbol(const CUniStr& text) {
+    SetRepTo(Table().Body(detail::InternSymbol(text.c_str(), text.Length())));
+}
+CSymbol::CSymbol(const unsigned short* text) {
+    SetRepTo(Table().Body(detail::InternSymbol(text, UniStrLen(text))));
+}
 CSymbol::CSymbol(const char16_t* text) {
     SetRepTo(Table().Body(
         detail::InternSymbol(text, text ? unsigned(std::char_traits<char16_t>::length(text)) : 0u)));

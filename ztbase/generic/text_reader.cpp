@@ -35,10 +35,16 @@ bool IsLetter(unsigned short c) noexcept {
     if (c < 0xC0) return c == 0xAA || c == 0xB5 || c == 0xBA;
     return c != 0xD7 && c != 0xF7;  // 0xC0 to 0xFF but the two signs, and every unit from 0x100 on
 }
-bool IsDigit(unsigned short c) noexcept { return c >= '0' && c <= '9'; }
+bool IsDigit(unsigned short c) noexcept {
+    return c >= '0' && c <= '9';
+}
 // What may follow the first unit of a symbol or a variable.
-bool IsWordUnit(unsigned short c) noexcept { return IsLetter(c) || IsDigit(c) || c == '_' || c == '~'; }
-bool IsLineEnd(unsigned short c) noexcept { return c == 10 || c == 13; }
+bool IsWordUnit(unsigned short c) noexcept {
+    return IsLetter(c) || IsDigit(c) || c == '_' || c == '~';
+}
+bool IsLineEnd(unsigned short c) noexcept {
+    return c == 10 || c == 13;
+}
 
 class Reader {
 public:
@@ -54,18 +60,28 @@ public:
             if (!SkipWhite()) return CGeneric();
             const unsigned short c = m_s[m_pos];
             switch (c) {
-                case '(': ++m_pos; return List();
-                case '{': return Bundle();
-                case '[': return Set();
-                case '"': return String();
-                case '@': return File();
-                case '_': return Variable();
-                case '<': ++m_pos; Fail(kStreamError, __LINE__);  // tree nodes are not read yet
+                case '(':
+                    ++m_pos;
+                    return List();
+                case '{':
+                    return Bundle();
+                case '[':
+                    return Set();
+                case '"':
+                    return String();
+                case '@':
+                    return File();
+                case '_':
+                    return Variable();
+                case '<':
+                    ++m_pos;
+                    Fail(kStreamError, __LINE__);  // tree nodes are not read yet
                 case '/':
                     ++m_pos;
                     Comment();
                     continue;
-                default: break;
+                default:
+                    break;
             }
             if (IsLetter(c)) return SymbolOrAssociation();
             if (IsDigit(c) || c == '.' || c == '+' || c == '-') return Number();

@@ -99,7 +99,7 @@ long long WriteFile(FileId file, const void* buffer, std::size_t count, int& err
 enum class SeekFrom { kBegin, kCurrent, kEnd };
 // The new offset from the start, or -1 with error (a negative result offset is an error, EINVAL).
 long long SeekFile(FileId file, long long offset, SeekFrom from, int& error) noexcept;
-long long FileSizeOf(FileId file, int& error) noexcept;  // -1 on failure
+long long FileSizeOf(FileId file, int& error) noexcept;                 // -1 on failure
 bool TruncateFile(FileId file, long long length, int& error) noexcept;  // the file's end at length
 bool SyncFile(FileId file, int& error) noexcept;
 // Exclusive byte-range lock owned by the open file (not the process), failing at once when another open
@@ -114,7 +114,7 @@ std::string ErrorText(int error);
 struct FileInfo {
     bool exists = false;
     bool directory = false;
-    bool readOnly = false;            // no write permission for this process
+    bool readOnly = false;  // no write permission for this process
     long long size = 0;
     unsigned long long modified = 0;  // 100-nanosecond intervals since 1601-01-01 UTC
 };
@@ -126,7 +126,8 @@ bool MakeDirectory(const char* path, int& error) noexcept;
 // Entries of directory whose names match the shell pattern (fnmatch), without "." and "..", in the order
 // the system lists them; files only, directories only, or both.
 enum class ListWhat { kFiles, kDirectories, kBoth };
-bool ListDirectory(const char* directory, const char* pattern, ListWhat what, std::vector<std::string>& names);
+bool ListDirectory(const char* directory, const char* pattern, ListWhat what,
+                   std::vector<std::string>& names);
 
 // The running program's path, the current directory, the temporary directory ($TMPDIR, else /tmp/).
 // Directories end with "/". Empty on failure.

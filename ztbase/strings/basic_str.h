@@ -178,7 +178,8 @@ public:
     }
     bool AtStart(const Derived& pattern, ECompareMode mode = eExact) const;
     bool AtEnd(const Derived& pattern, ECompareMode mode = eExact) const;
-    bool ReplaceAll(const Derived& find, const Derived& replace, ECompareMode mode = eExact, unsigned start = 0);
+    bool ReplaceAll(const Derived& find, const Derived& replace, ECompareMode mode = eExact,
+                    unsigned start = 0);
 
     // ---- storage --------------------------------------------------------------------------------
     // A fresh body able to hold need characters (terminator included): length 0, count 1.
@@ -207,7 +208,8 @@ protected:
     void MapAll(unsigned char CCharDef::*field);
     Derived Mapped(unsigned char CCharDef::*field) const;
     Derived ForMode(ECompareMode mode) const;
-    bool FindExact(const Derived& pattern, unsigned& pos, unsigned start, unsigned end, unsigned char forward) const;
+    bool FindExact(const Derived& pattern, unsigned& pos, unsigned start, unsigned end,
+                   unsigned char forward) const;
 
     static Ch MapUnit(Ch c, unsigned char CCharDef::*field) noexcept {
         const auto u = static_cast<std::make_unsigned_t<Ch>>(c);

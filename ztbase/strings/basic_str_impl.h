@@ -236,10 +236,14 @@ D BasicZtStr<Ch, D>::Mapped(unsigned char CCharDef::*field) const {
 template <class Ch, class D>
 D BasicZtStr<Ch, D>::ForMode(ECompareMode mode) const {
     switch (mode) {
-        case eIgnoreCase: return StrUpper();
-        case eIgnoreDiacritics: return StrStrip();
-        case eIgnoreBoth: return StrSanitize();
-        default: return Self();
+        case eIgnoreCase:
+            return StrUpper();
+        case eIgnoreDiacritics:
+            return StrStrip();
+        case eIgnoreBoth:
+            return StrSanitize();
+        default:
+            return Self();
     }
 }
 
@@ -258,7 +262,8 @@ D BasicZtStr<Ch, D>::Concat(const Ch* a, unsigned na, const Ch* b, unsigned nb) 
 
 // First index at or after from where the pattern occurs, or npos.
 template <class Ch>
-inline unsigned FindForward(const Ch* text, unsigned len, const Ch* pat, unsigned plen, unsigned from) noexcept {
+inline unsigned FindForward(const Ch* text, unsigned len, const Ch* pat, unsigned plen,
+                            unsigned from) noexcept {
     if (plen > len || from > len - plen) return ~0u;
     if constexpr (sizeof(Ch) == 1) {
         const void* hit = memmem(text + from, len - from, pat, plen);
@@ -337,16 +342,23 @@ bool BasicZtStr<Ch, D>::Find(Ch c, unsigned& pos, ECompareMode mode, unsigned st
     const Ch* text = m_rep->Chars();
     D upper;
     switch (mode) {
-        case eExact: break;
+        case eExact:
+            break;
         case eIgnoreCase:
             upper = StrUpper();
             text = upper.m_rep->Chars();
             c = MapUnit(c, &CCharDef::upperCase);
             break;
         // Only the character is mapped; the string is searched as it stands.
-        case eIgnoreDiacritics: c = MapUnit(c, &CCharDef::baseLetter); break;
-        case eIgnoreBoth: c = MapUnit(c, &CCharDef::sortKey); break;
-        default: pos = len; return false;
+        case eIgnoreDiacritics:
+            c = MapUnit(c, &CCharDef::baseLetter);
+            break;
+        case eIgnoreBoth:
+            c = MapUnit(c, &CCharDef::sortKey);
+            break;
+        default:
+            pos = len;
+            return false;
     }
     for (unsigned i = start; i < len; ++i) {
         if (text[i] == c) {

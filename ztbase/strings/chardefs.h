@@ -26,10 +26,18 @@ ZTBASE_API extern const CCharDef ICCharacters[256];
 ZTBASE_API extern unsigned char ICSortMap[256];
 
 // Field accessors for one byte.
-inline unsigned char CharBase(unsigned char c) { return ICCharacters[c].baseLetter; }
-inline unsigned char CharUpper(unsigned char c) { return ICCharacters[c].upperCase; }
-inline unsigned char CharLower(unsigned char c) { return ICCharacters[c].lowerCase; }
-inline unsigned char CharSortKey(unsigned char c) { return ICCharacters[c].sortKey; }
+inline unsigned char CharBase(unsigned char c) {
+    return ICCharacters[c].baseLetter;
+}
+inline unsigned char CharUpper(unsigned char c) {
+    return ICCharacters[c].upperCase;
+}
+inline unsigned char CharLower(unsigned char c) {
+    return ICCharacters[c].lowerCase;
+}
+inline unsigned char CharSortKey(unsigned char c) {
+    return ICCharacters[c].sortKey;
+}
 
 namespace detail {
 
@@ -83,8 +91,14 @@ inline constexpr char kAccentBases[] = "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYDS";
 
 constexpr bool IsVowelLetter(unsigned char c) {
     switch (c | 0x20) {
-        case 'a': case 'e': case 'i': case 'o': case 'u': return true;
-        default: return false;
+        case 'a':
+        case 'e':
+        case 'i':
+        case 'o':
+        case 'u':
+            return true;
+        default:
+            return false;
     }
 }
 

@@ -9,15 +9,25 @@
 namespace ZtBase {
 
 namespace detail {
-void* AllocStrBlock(unsigned bytes, unsigned& granted) { return gMemoryPoolManager.AllocateBlock(bytes, granted); }
-void FreeStrBlock(void* block) noexcept { gMemoryPoolManager.ReleaseBlock(block); }
+void* AllocStrBlock(unsigned bytes, unsigned& granted) {
+    return gMemoryPoolManager.AllocateBlock(bytes, granted);
+}
+void FreeStrBlock(void* block) noexcept {
+    gMemoryPoolManager.ReleaseBlock(block);
+}
 
 template class BasicZtStr<char, CStr>;
 }  // namespace detail
 
-CStr::CStr(const char* text) { Assign(text, detail::UnitLength(text)); }
-CStr::CStr(const char* text, unsigned n) { Assign(text, n); }
-CStr::CStr(char c, unsigned n) { AssignFill(c, n); }
+CStr::CStr(const char* text) {
+    Assign(text, detail::UnitLength(text));
+}
+CStr::CStr(const char* text, unsigned n) {
+    Assign(text, n);
+}
+CStr::CStr(char c, unsigned n) {
+    AssignFill(c, n);
+}
 
 CStr& CStr::operator=(const char* text) {
     if (text != c_str()) Assign(text, detail::UnitLength(text));
@@ -30,8 +40,12 @@ CStr& CStr::operator=(char c) {
 }
 
 namespace {
-inline unsigned char Key(char c) { return ICCharacters[static_cast<unsigned char>(c)].sortKey; }
-inline unsigned char Rank(char c) { return ICSortMap[static_cast<unsigned char>(c)]; }
+inline unsigned char Key(char c) {
+    return ICCharacters[static_cast<unsigned char>(c)].sortKey;
+}
+inline unsigned char Rank(char c) {
+    return ICSortMap[static_cast<unsigned char>(c)];
+}
 
 // Mode 0: sort keys position by position; for equal lengths the ranks break a tie, for different
 // lengths the longer string wins once the common part agrees.
@@ -65,14 +79,17 @@ ECompare CStr::Compare(const CStr& other, ECompareMode mode) const {
     return CompareExact(a.c_str(), a.Length(), b.c_str(), b.Length());
 }
 
-ECompare CStr::Compare(const char* other, ECompareMode mode) const { return Compare(CStr(other), mode); }
+ECompare CStr::Compare(const char* other, ECompareMode mode) const {
+    return Compare(CStr(other), mode);
+}
 
 void CStr::ConvertCharSet(CharSetIdentifier from, CharSetIdentifier to) {
     const unsigned char* table = detail::CharSetTable(from, to);
     if (!table || Length() == 0) return;
     AssureNeed(m_rep->capacity);
     char* p = m_rep->Chars();
-    for (unsigned i = 0; i < m_rep->length; ++i) p[i] = static_cast<char>(table[static_cast<unsigned char>(p[i])]);
+    for (unsigned i = 0; i < m_rep->length; ++i)
+        p[i] = static_cast<char>(table[static_cast<unsigned char>(p[i])]);
 }
 
 CStr CStr::StrConvertCharSet(CharSetIdentifier from, CharSetIdentifier to) const {
@@ -102,7 +119,8 @@ long long CStr::ScanInteger(bool& ok) const {
 
 namespace {
 template <class T>
-unsigned char ConvertInteger(const CStr& s, T& value, StrFormat format, long long (CStr::*scan)(bool&) const) {
+unsigned char ConvertInteger(const CStr& s, T& value, StrFormat format,
+                             long long (CStr::*scan)(bool&) const) {
     value = 0;
     if (format != eDecimal) return 0;
     bool ok = false;
@@ -113,11 +131,15 @@ unsigned char ConvertInteger(const CStr& s, T& value, StrFormat format, long lon
 }
 }  // namespace
 
-unsigned char CStr::Convert(short& v, StrFormat f) const { return ConvertInteger(*this, v, f, &CStr::ScanInteger); }
+unsigned char CStr::Convert(short& v, StrFormat f) const {
+    return ConvertInteger(*this, v, f, &CStr::ScanInteger);
+}
 unsigned char CStr::Convert(unsigned short& v, StrFormat f) const {
     return ConvertInteger(*this, v, f, &CStr::ScanInteger);
 }
-unsigned char CStr::Convert(int& v, StrFormat f) const { return ConvertInteger(*this, v, f, &CStr::ScanInteger); }
+unsigned char CStr::Convert(int& v, StrFormat f) const {
+    return ConvertInteger(*this, v, f, &CStr::ScanInteger);
+}
 unsigned char CStr::Convert(unsigned int& v, StrFormat f) const {
     return ConvertInteger(*this, v, f, &CStr::ScanInteger);
 }
@@ -158,10 +180,20 @@ unsigned char CStr::Hex2Byte(unsigned& value) const {
     return 1;
 }
 
-CStr operator+(const CStr& a, const CStr& b) { return CStr::Concat(a, a.Length(), b, b.Length()); }
-CStr operator+(const CStr& a, const char* b) { return CStr::Concat(a, a.Length(), b, detail::UnitLength(b)); }
-CStr operator+(const char* a, const CStr& b) { return CStr::Concat(a, detail::UnitLength(a), b, b.Length()); }
-CStr operator+(const CStr& a, char b) { return CStr::Concat(a, a.Length(), &b, b ? 1 : 0); }
-CStr operator+(char a, const CStr& b) { return CStr::Concat(&a, a ? 1 : 0, b, b.Length()); }
+CStr operator+(const CStr& a, const CStr& b) {
+    return CStr::Concat(a, a.Length(), b, b.Length());
+}
+CStr operator+(const CStr& a, const char* b) {
+    return CStr::Concat(a, a.Length(), b, detail::UnitLength(b));
+}
+CStr operator+(const char* a, const CStr& b) {
+    return CStr::Concat(a, detail::UnitLength(a), b, b.Length());
+}
+CStr operator+(const CStr& a, char b) {
+    return CStr::Concat(a, a.Length(), &b, b ? 1 : 0);
+}
+CStr operator+(char a, const CStr& b) {
+    return CStr::Concat(&a, a ? 1 : 0, b, b.Length());
+}
 
 }  // namespace ZtBase

@@ -8,8 +8,12 @@ namespace detail {
 template class BasicZtStr<unsigned short, CUniStr>;
 }  // namespace detail
 
-CUniStr::CUniStr(const unsigned short* text) { Assign(text, detail::UnitLength(text)); }
-CUniStr::CUniStr(const unsigned short* text, unsigned n) { Assign(text, n); }
+CUniStr::CUniStr(const unsigned short* text) {
+    Assign(text, detail::UnitLength(text));
+}
+CUniStr::CUniStr(const unsigned short* text, unsigned n) {
+    Assign(text, n);
+}
 
 CUniStr::CUniStr(const char16_t* text) {
     unsigned len = 0;
@@ -50,7 +54,9 @@ CUniStr& CUniStr::operator=(unsigned short c) {
     AssignFill(c, 1);
     return *this;
 }
-CUniStr& CUniStr::operator=(char c) { return *this = static_cast<unsigned short>(static_cast<unsigned char>(c)); }
+CUniStr& CUniStr::operator=(char c) {
+    return *this = static_cast<unsigned short>(static_cast<unsigned char>(c));
+}
 
 namespace {
 // Code unit order up to the first zero, the order of the runtime's default collation.
@@ -115,7 +121,9 @@ CStr CUniStr::ConvertTo8Bit() const {
     return out;
 }
 
-CStr CUniStr::ConvertTo8Bit_Safe() const { return ConvertTo8Bit(); }
+CStr CUniStr::ConvertTo8Bit_Safe() const {
+    return ConvertTo8Bit();
+}
 
 unsigned char CUniStr::ConvertTo8Bit_Safe(CStr& out) const {
     out.Blank();
@@ -135,13 +143,27 @@ unsigned char CUniStr::ConvertTo8Bit_Safe(CStr& out) const {
     return exact;
 }
 
-unsigned char CUniStr::Convert(short& v, StrFormat f) const { return ConvertTo8Bit_Safe().Convert(v, f); }
-unsigned char CUniStr::Convert(unsigned short& v, StrFormat f) const { return ConvertTo8Bit_Safe().Convert(v, f); }
-unsigned char CUniStr::Convert(int& v, StrFormat f) const { return ConvertTo8Bit_Safe().Convert(v, f); }
-unsigned char CUniStr::Convert(unsigned int& v, StrFormat f) const { return ConvertTo8Bit_Safe().Convert(v, f); }
-unsigned char CUniStr::Convert(double& v, StrFormat f) const { return ConvertTo8Bit_Safe().Convert(v, f); }
-unsigned char CUniStr::IsNumber() const { return ConvertTo8Bit_Safe().IsNumber(); }
-unsigned char CUniStr::Hex2Byte(unsigned& v) const { return ConvertTo8Bit_Safe().Hex2Byte(v); }
+unsigned char CUniStr::Convert(short& v, StrFormat f) const {
+    return ConvertTo8Bit_Safe().Convert(v, f);
+}
+unsigned char CUniStr::Convert(unsigned short& v, StrFormat f) const {
+    return ConvertTo8Bit_Safe().Convert(v, f);
+}
+unsigned char CUniStr::Convert(int& v, StrFormat f) const {
+    return ConvertTo8Bit_Safe().Convert(v, f);
+}
+unsigned char CUniStr::Convert(unsigned int& v, StrFormat f) const {
+    return ConvertTo8Bit_Safe().Convert(v, f);
+}
+unsigned char CUniStr::Convert(double& v, StrFormat f) const {
+    return ConvertTo8Bit_Safe().Convert(v, f);
+}
+unsigned char CUniStr::IsNumber() const {
+    return ConvertTo8Bit_Safe().IsNumber();
+}
+unsigned char CUniStr::Hex2Byte(unsigned& v) const {
+    return ConvertTo8Bit_Safe().Hex2Byte(v);
+}
 
 void AppendUtf8(const unsigned short* p, std::size_t len, std::string& out) {
     out.reserve(out.size() + len);
@@ -186,10 +208,14 @@ CUniStr CUniStr::FromUtf8(std::string_view text) {
         const unsigned char lead = s[i];
         unsigned cp = lead, extra = 0;
         if (lead >= 0x80) {
-            if ((lead & 0xE0) == 0xC0) cp = lead & 0x1F, extra = 1;
-            else if ((lead & 0xF0) == 0xE0) cp = lead & 0x0F, extra = 2;
-            else if ((lead & 0xF8) == 0xF0) cp = lead & 0x07, extra = 3;
-            else extra = 4;  // not a lead byte
+            if ((lead & 0xE0) == 0xC0)
+                cp = lead & 0x1F, extra = 1;
+            else if ((lead & 0xF0) == 0xE0)
+                cp = lead & 0x0F, extra = 2;
+            else if ((lead & 0xF8) == 0xF0)
+                cp = lead & 0x07, extra = 3;
+            else
+                extra = 4;  // not a lead byte
         }
         bool ok = extra < 4 && i + extra < n;
         for (unsigned k = 1; ok && k <= extra; ++k) {
@@ -213,14 +239,20 @@ CUniStr CUniStr::FromUtf8(std::string_view text) {
     return out;
 }
 
-CUniStr operator+(const CUniStr& a, const CUniStr& b) { return CUniStr::Concat(a, a.Length(), b, b.Length()); }
+CUniStr operator+(const CUniStr& a, const CUniStr& b) {
+    return CUniStr::Concat(a, a.Length(), b, b.Length());
+}
 CUniStr operator+(const CUniStr& a, const unsigned short* b) {
     return CUniStr::Concat(a, a.Length(), b, detail::UnitLength(b));
 }
 CUniStr operator+(const unsigned short* a, const CUniStr& b) {
     return CUniStr::Concat(a, detail::UnitLength(a), b, b.Length());
 }
-CUniStr operator+(const CUniStr& a, unsigned short b) { return CUniStr::Concat(a, a.Length(), &b, b ? 1 : 0); }
-CUniStr operator+(unsigned short a, const CUniStr& b) { return CUniStr::Concat(&a, a ? 1 : 0, b, b.Length()); }
+CUniStr operator+(const CUniStr& a, unsigned short b) {
+    return CUniStr::Concat(a, a.Length(), &b, b ? 1 : 0);
+}
+CUniStr operator+(unsigned short a, const CUniStr& b) {
+    return CUniStr::Concat(&a, a ? 1 : 0, b, b.Length());
+}
 
 }  // namespace ZtBase

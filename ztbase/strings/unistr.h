@@ -120,6 +120,8 @@ struct U16Literal {
 ZTBASE_API void AppendUtf8(const unsigned short* units, std::size_t n, std::string& out);
 
 // The length of a zero-terminated 16-bit text.
-inline unsigned UniStrLen(const unsigned short* s) noexcept { return detail::UnitLength(s); }
+inline unsigned UniStrLen(const unsigned short* s) noexcept {
+    return detail::UnitLength(s);
+}
 
 }  // namespace ZtBase
