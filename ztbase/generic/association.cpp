@@ -84,12 +84,6 @@ void CAssociationRep::operator>>(CXFile& file) const {
     m_value >> file;
 }
 
-CUniStr CAssociationRep::GetString() const {
-    CUniStr text;
-    AppendString(text);
-    return text;
-}
-
 void CAssociationRep::AppendString(CUniStr& out) const {
     AppendAssociation(out, m_key, m_value);
 }
@@ -276,12 +270,6 @@ void CAssociationBundleRep::operator<<(const CXFile& file) {
         value << file;
         Set(static_cast<CSymbol>(key), value);
     }
-}
-
-CUniStr CAssociationBundleRep::GetString() const {
-    CUniStr text;
-    AppendString(text);
-    return text;
 }
 
 void CAssociationBundleRep::AppendString(CUniStr& out) const {

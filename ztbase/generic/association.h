@@ -71,7 +71,6 @@ public:
     // The kind code, the key's record and the value's record (a null one writes nothing).
     void operator>>(CXFile& file) const override;
     // key=value
-    CUniStr GetString() const override;
     void AppendString(CUniStr& out) const override;
     // key=value; a value that is long or spans lines is indented by four spaces, right after the "=".
     CUniStr GetPrettyPrint(unsigned int options) const override;
@@ -139,7 +138,6 @@ public:
     void operator<<(const CXFile& file) override;
     void operator>>(CXFile& file) const override;
     // {a=1,b=2} in key order.
-    CUniStr GetString() const override;
     void AppendString(CUniStr& out) const override;
     // Bit 0 of options set: the pairs in alphabetical order of the keys' texts; clear: in key order.
     CUniStr GetPrettyPrint(unsigned int options) const override;

@@ -17,6 +17,14 @@ public:
 
     E_GenericTypes GetKind() const noexcept final { return Kind; }
 
+    // The one-line text, written by AppendString; a kind overrides one of the two (containers write
+    // their text in place, scalars that hold it ready hand it over).
+    CUniStr GetString() const override {
+        CUniStr text;
+        this->AppendString(text);
+        return text;
+    }
+
     unsigned char operator==(const CGenericBodyBase& other) const override {
         const Derived* o = Same(other);
         return o && Self().SameEqual(*o);

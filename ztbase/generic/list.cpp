@@ -297,12 +297,6 @@ void EndLine(CUniStr& out) {
 
 }  // namespace
 
-CUniStr CGenericListRep::GetString() const {
-    CUniStr out;
-    WriteOneLine(this, false, 0, 0, out);
-    return out;
-}
-
 void CGenericListRep::AppendString(CUniStr& out) const {
     WriteOneLine(this, false, 0, 0, out);
 }

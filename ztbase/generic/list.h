@@ -34,7 +34,6 @@ public:
     void operator>>(CXFile& file) const override;
     // "(", the elements separated by a space, " . " and the rest before ")" for a dotted end; a null
     // element is written "()".
-    CUniStr GetString() const override;
     void AppendString(CUniStr& out) const override;
     // The same tokens; a list whose one-line form reaches 50 characters or holds a line feed is written
     // with one element per line, each indented by four spaces more than the list (up to 20 levels).

@@ -76,12 +76,6 @@ void CGenericSetRep::operator<<(const CXFile& file) {
     }
 }
 
-CUniStr CGenericSetRep::GetString() const {
-    CUniStr text;
-    AppendString(text);
-    return text;
-}
-
 void CGenericSetRep::AppendString(CUniStr& out) const {
     out += static_cast<unsigned short>('[');
     bool first = true;

@@ -57,7 +57,6 @@ public:
     void operator<<(const CXFile& file) override;
     // The kind code, the count, then each element's own record (a null element writes nothing).
     void operator>>(CXFile& file) const override;
-    CUniStr GetString() const override;
     void AppendString(CUniStr& out) const override;
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
