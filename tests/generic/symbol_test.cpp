@@ -286,7 +286,19 @@ TEST(Symbol, ConcurrentInterningAgreesOnEveryIndex) {
                 if (i % 64 == 0) (void)s.GetString();  // readers of the table run alongside the writers
             }
         });
+    // Texts are read without the table's lock: the newest record must always be complete.
+    std::atomic<bool> done{false};
+    std::atomic<int> torn{0};
+    std::thread reader([&] {
+        while (!done.load()) {
+            const unsigned n = detail::SymbolTableSize();
+            if (n > before && detail::SymbolText(n - 1).ToUtf8().rfind(stem, 0) != 0) ++torn;
+        }
+    });
     for (auto& th : threads) th.join();
+    done = true;
+    reader.join();
+    EXPECT_EQ(torn.load(), 0);
     std::set<unsigned> distinct;
     for (int i = 0; i < kTexts; ++i) {
         for (int t = 1; t < kThreads; ++t)

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <new>
 
 namespace ZtBase {
 
@@ -42,6 +43,83 @@ const BlockHeader* HeaderOf(const void* block) {
 }
 }  // namespace
 
+struct CMemoryPool::Page {
+    struct FreeBlock {
+        FreeBlock* next;
+    };
+    FreeBlock* free = nullptr;  // released blocks, most recent first
+    Page* prev = nullptr;       // links of the class's list of available pages
+    Page* next = nullptr;
+    unsigned blockSize = 0;
+    unsigned capacity = 0;  // blocks the page holds
+    unsigned used = 0;      // blocks handed out and not yet back
+    unsigned carved = 0;    // blocks carved in order since the page was last empty
+    unsigned highWater = 0;  // the most blocks ever carved: those beyond carved were used before
+    bool listed = false;     // on the class's list of available pages
+
+    static constexpr unsigned kHeaderBytes = 64;  // keeps blocks 16-byte aligned
+
+    static Page* Of(void* block) {
+        return reinterpret_cast<Page*>(reinterpret_cast<std::uintptr_t>(block) & ~std::uintptr_t{kPageSize - 1});
+    }
+    bool HasRoom() const {
+        return free || carved < capacity;
+    }
+    void* Take() {
+        ++used;
+        if (FreeBlock* b = free) {
+            free = b->next;
+            // The next block of this list is handed out a while from now: fetch its link meanwhile, so
+            // that taking it does not wait for memory.
+            if (free) __builtin_prefetch(free, 1);
+            return b;
+        }
+        char* b = reinterpret_cast<char*>(this) + kHeaderBytes + std::size_t{carved} * blockSize;
+        if (++carved > highWater) highWater = carved;
+        return b;
+    }
+    // Forgets the released blocks: the page is carved again from its start, in order.
+    void Restart() {
+        free = nullptr;
+        carved = 0;
+    }
+    unsigned Cached() const {
+        unsigned n = highWater - carved;
+        for (const FreeBlock* b = free; b; b = b->next) ++n;
+        return n;
+    }
+};
+
+CMemoryPool::Page* CMemoryPool::TakePage(unsigned k) {
+    if (Page* p = m_available[k]) {
+        Unlink(p);
+        return p;
+    }
+    static_assert(sizeof(Page) <= Page::kHeaderBytes);
+    void* raw = std::aligned_alloc(kPageSize, kPageSize);
+    if (!raw) return nullptr;
+    Page* p = new (raw) Page;
+    p->blockSize = kClassStep * (k + 1);
+    p->capacity = (kPageSize - Page::kHeaderBytes) / p->blockSize;
+    return p;
+}
+
+void CMemoryPool::Unlink(Page* p) {
+    const unsigned k = p->blockSize / kClassStep - 1;
+    (p->prev ? p->prev->next : m_available[k]) = p->next;
+    if (p->next) p->next->prev = p->prev;
+    p->prev = p->next = nullptr;
+    p->listed = false;
+}
+
+void CMemoryPool::FreePage(Page* p) {
+    const unsigned k = p->blockSize / kClassStep - 1;
+    if (p->listed) Unlink(p);
+    if (m_current[k] == p) m_current[k] = nullptr;
+    p->~Page();
+    std::free(p);
+}
+
 void* CMemoryPool::AllocateBlock(unsigned size, unsigned& granted) {
     if (size == 0) {
         granted = 0;
@@ -53,48 +131,73 @@ void* CMemoryPool::AllocateBlock(unsigned size, unsigned& granted) {
         return p;
     }
     const unsigned k = (size - 1) / kClassStep;
-    const unsigned classSize = kClassStep * (k + 1);
-    {
-        std::lock_guard<detail::SpinLock> guard(m_lock);
-        if (FreeBlock* b = m_free[k]) {
-            m_free[k] = b->next;
-            // The next block of this list is handed out a while from now: fetch its link meanwhile, so
-            // that popping it does not wait for memory.
-            if (b->next) __builtin_prefetch(b->next, 1);
-            granted = classSize;
-            return b;
+    std::lock_guard<detail::SpinLock> guard(m_lock);
+    Page* page = m_current[k];
+    if (!page || !page->HasRoom()) {
+        // A used-up page leaves no trace: it joins the list again when one of its blocks comes back.
+        page = TakePage(k);
+        if (!page) {
+            granted = 0;
+            return nullptr;
         }
+        m_current[k] = page;
     }
-    void* p = std::malloc(classSize);
-    granted = p ? classSize : 0;
-    return p;
+    granted = page->blockSize;
+    return page->Take();
 }
 
 void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
     if (!block) return;
-    if (size == 0 || size > kLargest || gClosing.load(std::memory_order_relaxed)) {
+    if (size == 0 || size > kLargest) {
         std::free(block);
         return;
     }
-    const unsigned k = (size - 1) / kClassStep;
-    FreeBlock* b = static_cast<FreeBlock*>(block);
+    Page* page = Page::Of(block);
     std::lock_guard<detail::SpinLock> guard(m_lock);
-    b->next = m_free[k];
-    m_free[k] = b;
+    --page->used;
+    if (gClosing.load(std::memory_order_relaxed)) {
+        if (page->used == 0) FreePage(page);
+        return;
+    }
+    if (page->used == 0) {
+        page->Restart();
+    } else {
+        auto* b = static_cast<Page::FreeBlock*>(block);
+        b->next = page->free;
+        page->free = b;
+    }
+    const unsigned k = (size - 1) / kClassStep;
+    if (!page->listed && m_current[k] != page) {
+        page->next = m_available[k];
+        if (page->next) page->next->prev = page;
+        m_available[k] = page;
+        page->listed = true;
+    }
 }
 
 void CMemoryPool::ReleaseMemory() {
-    FreeBlock* lists[kClassCount];
-    {
-        std::lock_guard<detail::SpinLock> guard(m_lock);
-        std::memcpy(lists, m_free, sizeof lists);
-        std::memset(m_free, 0, sizeof m_free);
-    }
-    for (FreeBlock* head : lists) {
-        while (head) {
-            FreeBlock* next = head->next;
-            std::free(head);
-            head = next;
+    const bool closing = gClosing.load(std::memory_order_relaxed);
+    std::lock_guard<detail::SpinLock> guard(m_lock);
+    for (unsigned k = 0; k < kClassCount; ++k) {
+        Page* pages[] = {m_current[k], m_available[k]};
+        for (Page* p = pages[0]; p; p = nullptr) {
+            if (p->used == 0) {
+                FreePage(p);
+            } else if (closing) {
+                p->Restart();
+                p->carved = p->highWater = p->capacity;  // what is left is given up
+            }
+        }
+        for (Page* p = pages[1]; p;) {
+            Page* next = p->next;
+            if (p->used == 0) {
+                FreePage(p);
+            } else if (closing) {
+                p->Restart();
+                p->carved = p->highWater = p->capacity;
+                Unlink(p);
+            }
+            p = next;
         }
     }
 }
@@ -103,7 +206,8 @@ unsigned CMemoryPool::CachedBlocks(unsigned sizeClass) const {
     if (sizeClass >= kClassCount) return 0;
     std::lock_guard<detail::SpinLock> guard(m_lock);
     unsigned n = 0;
-    for (FreeBlock* b = m_free[sizeClass]; b; b = b->next) ++n;
+    if (const Page* p = m_current[sizeClass]) n += p->Cached();
+    for (const Page* p = m_available[sizeClass]; p; p = p->next) n += p->Cached();
     return n;
 }
 

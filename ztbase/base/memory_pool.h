@@ -1,7 +1,12 @@
 // Small-block memory pools. The manager spreads requests round-robin over 64 pools (each thread over its
-// own group of them), each pool with its own lock and 64 free lists in 16-byte size classes up to 1,024
-// bytes; larger requests go to malloc. Every block handed out carries an 8-byte header (granted size, pool
+// own group of them), each pool with its own lock and 64 size classes of 16 bytes up to 1,024 bytes;
+// larger requests go to malloc. Every block handed out carries an 8-byte header (granted size, pool
 // index) so that releasing needs only the pointer.
+//
+// A class's blocks are carved from 16 KiB pages aligned to their size, and each page keeps the list of
+// its own released blocks. A pool serves a class from one page until that page is used up, so blocks
+// handed out one after another lie close together even after a great many have been released and
+// reused; a page whose blocks are all back is carved again from its start.
 #pragma once
 
 #include "ztbase/base/export.h"
@@ -22,19 +27,26 @@ public:
     // Size 0 gives null and granted 0. Up to 1,024 bytes the request is rounded up to its class and
     // served from the free list when it can be; larger requests are passed to malloc unchanged.
     void* AllocateBlock(unsigned size, unsigned& granted);
-    // A null pointer is ignored. Blocks of a class size are kept for reuse unless the process is closing.
+    // A null pointer is ignored. Blocks of a class size are kept for reuse unless the process is closing;
+    // block must have come from this pool with a size of the same class.
     void ReleaseBlock(void* block, unsigned size);
-    // Frees every cached block.
+    // Frees every page whose blocks are all back. While the process is closing, the released blocks of
+    // pages still in use are given up as well (such a page is freed when its last block comes back).
     void ReleaseMemory();
 
-    // Blocks cached on the free list of class k (for tests and statistics).
+    // Released blocks of class k that the pool can hand out again (for tests and statistics).
     unsigned CachedBlocks(unsigned sizeClass) const;
 
+    static constexpr unsigned kPageSize = 16 * 1024;
+
 private:
-    struct FreeBlock {
-        FreeBlock* next;
-    };
-    alignas(64) FreeBlock* m_free[kClassCount] = {};  // pools never share a cache line
+    struct Page;
+    Page* TakePage(unsigned sizeClass);
+    void Unlink(Page* page);
+    void FreePage(Page* page);
+
+    alignas(64) Page* m_current[kClassCount] = {};  // the page each class is served from
+    Page* m_available[kClassCount] = {};             // other pages with room, most recently freed first
     // The pool's lock only guards a free-list push or pop, so a spin lock serves better than a
     // re-entrant critical section here; no caller can observe the difference.
     mutable detail::SpinLock m_lock;

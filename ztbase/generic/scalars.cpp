@@ -20,8 +20,10 @@ unsigned FormatNumberText(double value, char (&text)[48]) {
         *r.ptr = 0;
         return static_cast<unsigned>(r.ptr - text);
     }
-    const int n = std::snprintf(text, sizeof text - 2, "%.10g", value);
-    if (n < 0) return 0;
+    // Ten significant digits, correctly rounded, in printf's "%g" style (std::to_chars is defined as
+    // that; it spares the C library's arbitrary-precision arithmetic).
+    const auto r = std::to_chars(text, text + sizeof text - 2, value, std::chars_format::general, 10);
+    *r.ptr = 0;
     // Pad the exponent to three digits: "1e+20" becomes "1e+020".
     if (char* e = std::strchr(text, 'e'); e && (e[1] == '+' || e[1] == '-')) {
         char* digits = e + 2;

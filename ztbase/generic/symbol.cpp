@@ -1,7 +1,8 @@
 #include "ztbase/generic/symbol.h"
 
+#include <atomic>
+#include <bit>
 #include <cstdint>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <type_traits>
@@ -55,16 +56,13 @@ public:
         return body;
     }
 
-    // The record's text, or null for an index beyond the table.
-    const CUniStr* Text(unsigned index) {
-        std::lock_guard<std::mutex> hold(m_lock);
-        return index < m_count ? &Record(index).text : nullptr;
+    // The record's text, or null for an index beyond the table. Takes no lock: a record is complete
+    // before the count that admits it is published, and records never move.
+    const CUniStr* Text(unsigned index) const {
+        return index < m_count.load(std::memory_order_acquire) ? &Record(index).text : nullptr;
     }
 
-    unsigned Size() {
-        std::lock_guard<std::mutex> hold(m_lock);
-        return m_count;
-    }
+    unsigned Size() const { return m_count.load(std::memory_order_acquire); }
 
 private:
     struct RecordData {
@@ -77,18 +75,39 @@ private:
         std::uint32_t hash = 0;
         unsigned index = 0;
     };
-    static constexpr unsigned kChunkBits = 12;
-    static constexpr unsigned kChunkSize = 1u << kChunkBits;
+    // Records live in chunks of doubling size: chunk c holds 4,096 << c records, so 21 chunks cover every
+    // 32-bit index and the directory of chunks never moves.
+    static constexpr unsigned kFirstChunkBits = 12;
+    static constexpr unsigned kChunkCount = 33 - kFirstChunkBits;
     static constexpr std::size_t kInitialSlots = 2048;
 
-    RecordData& Record(unsigned index) { return m_chunks[index >> kChunkBits][index & (kChunkSize - 1)]; }
+    struct Place {
+        unsigned chunk;
+        std::size_t offset;
+    };
+    static Place PlaceOf(unsigned index) {
+        const std::uint64_t shifted = std::uint64_t{index} + (std::uint64_t{1} << kFirstChunkBits);
+        const unsigned top = static_cast<unsigned>(std::bit_width(shifted)) - 1;
+        return {top - kFirstChunkBits, static_cast<std::size_t>(shifted - (std::uint64_t{1} << top))};
+    }
+    RecordData& Record(unsigned index) const {
+        const Place p = PlaceOf(index);
+        return m_chunks[p.chunk].load(std::memory_order_acquire)[p.offset];
+    }
 
+    // Called under the lock. The count is published last, after the record is complete.
     unsigned AppendRecord(CUniStr text, std::uint32_t word) {
-        if ((m_count & (kChunkSize - 1)) == 0) m_chunks.push_back(std::make_unique<RecordData[]>(kChunkSize));
-        RecordData& r = Record(m_count);
+        const unsigned index = m_count.load(std::memory_order_relaxed);
+        const Place p = PlaceOf(index);
+        if (p.offset == 0) {
+            const std::size_t size = std::size_t{1} << (p.chunk + kFirstChunkBits);
+            m_chunks[p.chunk].store(new RecordData[size], std::memory_order_release);
+        }
+        RecordData& r = Record(index);
         r.text = std::move(text);
         r.word = word;
-        return m_count++;
+        m_count.store(index + 1, std::memory_order_release);
+        return index;
     }
 
     static CUniStr MakeText(const unsigned short* text, unsigned n) { return CUniStr(text, n); }
@@ -118,8 +137,8 @@ private:
 
     std::mutex m_lock;
     std::vector<Slot> m_slots;
-    std::vector<std::unique_ptr<RecordData[]>> m_chunks;
-    unsigned m_count = 0;
+    std::atomic<RecordData*> m_chunks[kChunkCount] = {};  // never freed: the table lives as long as the process
+    std::atomic<unsigned> m_count{0};
 };
 
 // Made on first use and never deleted: static objects that hold symbols may still use it while the

@@ -128,7 +128,15 @@ public:
     }
     // Appends n units of text (which may hold no zero unit).
     Derived& Append(const Ch* text, unsigned n) {
-        AppendUnits(text, n);
+        Rep* r = m_rep;
+        if (r && r->Shares() < 2 && n < r->capacity - r->length) {
+            Ch* p = r->Chars() + r->length;
+            std::memcpy(p, text, n * sizeof(Ch));
+            p[n] = 0;
+            r->length += n;
+        } else {
+            AppendUnits(text, n);
+        }
         return Self();
     }
 
