@@ -91,7 +91,8 @@ TEST(MemoryPool, BlocksReleasedInAnyOrderComeBackInAddressOrder) {
     auto allocateAll = [&] {
         std::vector<char*> blocks;
         unsigned granted = 0;
-        for (unsigned i = 0; i < kCount; ++i) blocks.push_back(static_cast<char*>(pool.AllocateBlock(40, granted)));
+        for (unsigned i = 0; i < kCount; ++i)
+            blocks.push_back(static_cast<char*>(pool.AllocateBlock(40, granted)));
         return blocks;
     };
     auto jumps = [&](const std::vector<char*>& blocks) {

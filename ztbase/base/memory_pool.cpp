@@ -51,20 +51,19 @@ struct CMemoryPool::Page {
     Page* prev = nullptr;       // links of the class's list of available pages
     Page* next = nullptr;
     unsigned blockSize = 0;
-    unsigned capacity = 0;  // blocks the page holds
-    unsigned used = 0;      // blocks handed out and not yet back
-    unsigned carved = 0;    // blocks carved in order since the page was last empty
+    unsigned capacity = 0;   // blocks the page holds
+    unsigned used = 0;       // blocks handed out and not yet back
+    unsigned carved = 0;     // blocks carved in order since the page was last empty
     unsigned highWater = 0;  // the most blocks ever carved: those beyond carved were used before
     bool listed = false;     // on the class's list of available pages
 
     static constexpr unsigned kHeaderBytes = 64;  // keeps blocks 16-byte aligned
 
     static Page* Of(void* block) {
-        return reinterpret_cast<Page*>(reinterpret_cast<std::uintptr_t>(block) & ~std::uintptr_t{kPageSize - 1});
+        return reinterpret_cast<Page*>(reinterpret_cast<std::uintptr_t>(block) &
+                                       ~std::uintptr_t{kPageSize - 1});
     }
-    bool HasRoom() const {
-        return free || carved < capacity;
-    }
+    bool HasRoom() const { return free || carved < capacity; }
     void* Take() {
         ++used;
         if (FreeBlock* b = free) {

@@ -46,7 +46,7 @@ private:
     void FreePage(Page* page);
 
     alignas(64) Page* m_current[kClassCount] = {};  // the page each class is served from
-    Page* m_available[kClassCount] = {};             // other pages with room, most recently freed first
+    Page* m_available[kClassCount] = {};            // other pages with room, most recently freed first
     // The pool's lock only guards a free-list push or pop, so a spin lock serves better than a
     // re-entrant critical section here; no caller can observe the difference.
     mutable detail::SpinLock m_lock;

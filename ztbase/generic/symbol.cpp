@@ -137,7 +137,8 @@ private:
 
     std::mutex m_lock;
     std::vector<Slot> m_slots;
-    std::atomic<RecordData*> m_chunks[kChunkCount] = {};  // never freed: the table lives as long as the process
+    std::atomic<RecordData*> m_chunks[kChunkCount] =
+        {};  // never freed: the table lives as long as the process
     std::atomic<unsigned> m_count{0};
 };
 

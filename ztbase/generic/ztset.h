@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "ztbase/base/exceptions.h"
+#include "ztbase/base/memory_pool.h"
 
 namespace ZtBase {
 
@@ -299,7 +300,8 @@ private:
 
     template <class V>
     Node* NewNode(V&& value) {
-        void* block = ::operator new(sizeof(Node), std::nothrow);
+        unsigned granted = 0;
+        void* block = gMemoryPoolManager.AllocateBlock(sizeof(Node), granted);
         if (!block) throw CMemoryError();
         Node* n = static_cast<Node*>(block);
         n->left = n->right = n->parent = nullptr;
@@ -307,7 +309,7 @@ private:
         try {
             new (&n->value) T(std::forward<V>(value));
         } catch (...) {
-            ::operator delete(block);
+            gMemoryPoolManager.ReleaseBlock(block);
             throw;
         }
         new (&n->key) Cached(Keys::Make(n->value));
@@ -316,7 +318,7 @@ private:
     static void FreeNode(Node* n) noexcept {
         n->key.~Cached();
         n->value.~T();
-        ::operator delete(n);
+        gMemoryPoolManager.ReleaseBlock(n);
     }
 
     void InsertAll(const RedBlackTree& other) {
