@@ -279,10 +279,7 @@ void CAssociationBundleRep::AppendString(CUniStr& out) const {
         if (!first) out += static_cast<unsigned short>(',');
         first = false;
         // The key's text by the number the node keeps: the key's own body need not be visited.
-        if (it.CachedKey().present) {
-            const unsigned short* key = detail::SymbolTextPointer(it.CachedKey().index);
-            out.Append(key, UniStrLen(key));
-        }
+        if (it.CachedKey().present) detail::AppendSymbolText(out, it.CachedKey().index);
         out += static_cast<unsigned short>('=');
         it->second.AppendString(out);
     }

@@ -25,16 +25,18 @@ unsigned FormatNumberText(double value, char (&text)[48]) {
     const auto r = std::to_chars(text, text + sizeof text - 2, value, std::chars_format::general, 10);
     *r.ptr = 0;
     // Pad the exponent to three digits: "1e+20" becomes "1e+020".
-    if (char* e = std::strchr(text, 'e'); e && (e[1] == '+' || e[1] == '-')) {
+    char* end = r.ptr;
+    if (char* e = static_cast<char*>(std::memchr(text, 'e', static_cast<std::size_t>(end - text)))) {
         char* digits = e + 2;
-        const std::size_t count = std::strlen(digits);
+        const std::size_t count = static_cast<std::size_t>(end - digits);
         if (count < 3) {
             const std::size_t pad = 3 - count;
             std::memmove(digits + pad, digits, count + 1);
             std::memset(digits, '0', pad);
+            end += pad;
         }
     }
-    return static_cast<unsigned>(std::strlen(text));
+    return static_cast<unsigned>(end - text);
 }
 }  // namespace
 
@@ -47,7 +49,9 @@ CUniStr FormatNumber(double value) {
 void AppendNumber(CUniStr& out, double value) {
     char text[48];
     const unsigned n = FormatNumberText(value, text);
-    for (unsigned i = 0; i < n; ++i) out += static_cast<unsigned short>(static_cast<unsigned char>(text[i]));
+    unsigned short units[48];
+    for (unsigned i = 0; i < n; ++i) units[i] = static_cast<unsigned char>(text[i]);
+    out.Append(units, n);
 }
 
 // ---- numbers ------------------------------------------------------------------------------------------

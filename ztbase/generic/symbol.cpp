@@ -217,6 +217,10 @@ const unsigned short* SymbolTextPointer(unsigned int index) {
     return text ? text->c_str() : kEmpty;
 }
 
+void AppendSymbolText(CUniStr& out, unsigned int index) {
+    if (const CUniStr* text = Table().Text(index)) out.Append(text->c_str(), text->Length());
+}
+
 unsigned int SymbolTableSize() {
     return Table().Size();
 }
@@ -245,8 +249,7 @@ CUniStr CSymbolRep::GetString() const {
     return detail::SymbolText(m_index);
 }
 void CSymbolRep::AppendString(CUniStr& out) const {
-    const unsigned short* text = detail::SymbolTextPointer(m_index);  // stable for the process
-    out.Append(text, UniStrLen(text));
+    detail::AppendSymbolText(out, m_index);
 }
 CUniStr CSymbolRep::GetPrettyPrint(unsigned int) const {
     return detail::SymbolText(m_index);

@@ -25,6 +25,8 @@ ZTBASE_API unsigned int InternSymbol(const char16_t* text, unsigned int length);
 // for the life of the process.
 ZTBASE_API CUniStr SymbolText(unsigned int index);
 ZTBASE_API const unsigned short* SymbolTextPointer(unsigned int index);
+// Appends the text of an index (nothing for an index beyond the table).
+ZTBASE_API void AppendSymbolText(CUniStr& out, unsigned int index);
 // The number of records in the table (record 0 included).
 ZTBASE_API unsigned int SymbolTableSize();
 }  // namespace detail

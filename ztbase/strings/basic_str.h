@@ -131,7 +131,12 @@ public:
         Rep* r = m_rep;
         if (r && r->Shares() < 2 && n < r->capacity - r->length) {
             Ch* p = r->Chars() + r->length;
-            std::memcpy(p, text, n * sizeof(Ch));
+            // Most appended pieces are a few units long: copied in place rather than by a call.
+            if (n <= 8) {
+                for (unsigned i = 0; i < n; ++i) p[i] = text[i];
+            } else {
+                std::memcpy(p, text, n * sizeof(Ch));
+            }
             p[n] = 0;
             r->length += n;
         } else {
