@@ -12,13 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "generic_support.h"
+
 using namespace ZtBase;
 
 namespace {
 
-std::string Utf8(const CUniStr& s) {
-    return s.ToUtf8();
-}
+using namespace generic_support;
+
 CGeneric Read(const char16_t* text) {
     return CGeneric::CreateFromString(CUniStr(text));
 }
@@ -32,46 +33,8 @@ std::string Text(const CGenericList& l) {
     return Utf8(l.GetString());
 }
 
-std::vector<unsigned char> Bytes(const CXFile& f) {
-    const int length = f.GetFileLength();
-    std::vector<unsigned char> out(static_cast<std::size_t>(length));
-    f.Seek(0);
-    if (length) f.ReadBlock(reinterpret_cast<char*>(out.data()), static_cast<unsigned>(length));
-    f.Seek(0);
-    return out;
-}
-
-CXFile FileOf(const std::vector<unsigned char>& bytes) {
-    CXFile f = gFileSystem.CreateRamFile(XF_BINARY);
-    if (!bytes.empty()) f.WriteBlock(reinterpret_cast<const char*>(bytes.data()), unsigned(bytes.size()));
-    f.Seek(0);
-    return f;
-}
-
 void PutU32(std::vector<unsigned char>& out, unsigned v) {
     for (int i = 0; i < 4; ++i) out.push_back(static_cast<unsigned char>(v >> (8 * i)));
-}
-
-CGeneric StoreAndLoad(const CGeneric& value, std::vector<unsigned char>* bytes = nullptr) {
-    CXFile f = gFileSystem.CreateRamFile(XF_BINARY);
-    value >> f;
-    if (bytes) *bytes = Bytes(f);
-    f.Seek(0);
-    CGeneric loaded;
-    loaded << f;
-    EXPECT_EQ(f.GetFilePosition(), f.GetFileLength()) << "the load read every stored byte";
-    return loaded;
-}
-
-template <class F>
-void ExpectError(F&& f, unsigned code, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing was raised, expected " << message;
-    } catch (const CZtSimpleException& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), code);
-        EXPECT_EQ(Utf8(e.GetErrorString(0)), message);
-    }
 }
 
 }  // namespace

@@ -14,52 +14,16 @@
 #include <string>
 #include <vector>
 
+#include "generic_support.h"
+
 using namespace ZtBase;
 
 namespace {
 
+using namespace generic_support;
+
 std::u16string U16(const CUniStr& s) {
     return s.ToU16();
-}
-std::string Utf8(const CUniStr& s) {
-    return s.ToUtf8();
-}
-
-CXFile RamFile() {
-    return gFileSystem.CreateRamFile(XF_BINARY);
-}
-
-std::vector<unsigned char> Bytes(const CXFile& f) {
-    const int length = f.GetFileLength();
-    std::vector<unsigned char> out(static_cast<std::size_t>(length));
-    f.Seek(0);
-    if (length) f.ReadBlock(reinterpret_cast<char*>(out.data()), static_cast<unsigned>(length));
-    f.Seek(0);
-    return out;
-}
-
-CXFile FileOf(const std::vector<unsigned char>& bytes) {
-    CXFile f = RamFile();
-    if (!bytes.empty()) f.WriteBlock(reinterpret_cast<const char*>(bytes.data()), unsigned(bytes.size()));
-    f.Seek(0);
-    return f;
-}
-
-template <class F>
-void ExpectError(F&& f, unsigned code, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing was raised, expected " << message;
-    } catch (const CZtSimpleException& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), code);
-        EXPECT_EQ(Utf8(e.GetErrorString(0)), message);
-    }
-}
-
-CGeneric Load(const CXFile& f) {
-    CGeneric g;
-    g << f;
-    return g;
 }
 
 }  // namespace

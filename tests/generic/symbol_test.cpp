@@ -13,9 +13,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "generic_support.h"
+
 using namespace ZtBase;
 
 namespace {
+
+using namespace generic_support;
 
 std::u16string U16(const unsigned short* s) {
     return std::u16string(reinterpret_cast<const char16_t*>(s));
@@ -30,24 +34,10 @@ std::string Fresh(const char* stem) {
     return std::string(stem) + "_" + std::to_string(counter++) + "_symtest";
 }
 
-CXFile RamFile() {
-    return gFileSystem.CreateRamFile(XF_BINARY);
-}
-
-CXFile FileOf(const std::vector<unsigned char>& bytes) {
-    CXFile f = RamFile();
-    if (!bytes.empty()) f.WriteBlock(reinterpret_cast<const char*>(bytes.data()), unsigned(bytes.size()));
-    f.Seek(0);
-    return f;
-}
-
 std::vector<unsigned char> Stored(const CGeneric& g) {
     CXFile f = RamFile();
     g >> f;
-    std::vector<unsigned char> out(static_cast<std::size_t>(f.GetFileLength()));
-    f.Seek(0);
-    if (!out.empty()) f.ReadBlock(reinterpret_cast<char*>(out.data()), unsigned(out.size()));
-    return out;
+    return Bytes(f);
 }
 
 // The binary form of a symbol with the given 8-bit text, written by hand.
@@ -66,12 +56,6 @@ std::vector<unsigned char> SymbolBytes(const std::string& text) {
         out.push_back(0);
     }
     return out;
-}
-
-CGeneric Load(const CXFile& f) {
-    CGeneric g;
-    g << f;
-    return g;
 }
 
 template <class F>
