@@ -176,26 +176,23 @@ void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
 
 void CMemoryPool::ReleaseMemory() {
     const bool closing = gClosing.load(std::memory_order_relaxed);
+    // A page with no block out is freed; while closing, a page still in use gives up what it has left
+    // and is freed when its last block comes back.
+    auto settle = [&](Page* p) {
+        if (p->used == 0) {
+            FreePage(p);
+        } else if (closing) {
+            p->Restart();
+            p->carved = p->highWater = p->capacity;
+            if (p->listed) Unlink(p);
+        }
+    };
     std::lock_guard<detail::SpinLock> guard(m_lock);
     for (unsigned k = 0; k < kClassCount; ++k) {
-        Page* pages[] = {m_current[k], m_available[k]};
-        for (Page* p = pages[0]; p; p = nullptr) {
-            if (p->used == 0) {
-                FreePage(p);
-            } else if (closing) {
-                p->Restart();
-                p->carved = p->highWater = p->capacity;  // what is left is given up
-            }
-        }
-        for (Page* p = pages[1]; p;) {
+        if (Page* p = m_current[k]) settle(p);
+        for (Page* p = m_available[k]; p;) {
             Page* next = p->next;
-            if (p->used == 0) {
-                FreePage(p);
-            } else if (closing) {
-                p->Restart();
-                p->carved = p->highWater = p->capacity;
-                Unlink(p);
-            }
+            settle(p);
             p = next;
         }
     }
