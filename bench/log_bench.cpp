@@ -2,7 +2,7 @@
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
-#include <ztbase/base/log.h>
+#include <ztbase/log/log.h>
 #include <ztbase/files/file_system.h>
 
 #include <filesystem>

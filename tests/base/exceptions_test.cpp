@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
+#include <ztbase/errors/exceptions.h>
 
 using namespace ZtBase;
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
+#include <ztbase/errors/exceptions.h>
 #include <ztbase/files/disk_file.h>
-#include <ztbase/generic/blob.h>
+#include <ztbase/strings/blob.h>
 
 #include <atomic>
 #include <cerrno>

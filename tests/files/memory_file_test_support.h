@@ -3,7 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
+#include <ztbase/errors/exceptions.h>
 #include <ztbase/files/memory_file.h>
 
 #include <string>

@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <ztbase/generic/blob.h>
+#include <ztbase/strings/blob.h>
 
 #include <algorithm>
 #include <string>

@@ -2,7 +2,7 @@
 // million elements costs no stack; text nested deeper than the reader's limit is refused, and values at
 // the limit can be used like any other.
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
+#include <ztbase/errors/exceptions.h>
 #include <ztbase/files/file_system.h>
 #include <ztbase/generic/list.h>
 #include <ztbase/generic/scalars.h>

@@ -1,5 +1,5 @@
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
+#include <ztbase/errors/exceptions.h>
 #include <ztbase/files/file_system.h>
 #include <ztbase/generic/scalars.h>
 #include <ztbase/generic/symbol.h>

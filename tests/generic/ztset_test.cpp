@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
-#include <ztbase/generic/ztset.h>
+#include <ztbase/errors/exceptions.h>
+#include <ztbase/generic/red_black_tree.h>
 
 #include <algorithm>
 #include <numeric>

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 #include "ztbase/strings/unistr.h"
 
 using namespace ZtBase;

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "ztbase/strings/codepages.h"
+#include "ztbase/strings/internal/codepages.h"
 
 using namespace ZtBase;
 

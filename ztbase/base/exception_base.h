@@ -3,7 +3,8 @@
 // without depending on the string classes.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/base/error_codes.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

@@ -10,7 +10,7 @@
 
 #include "ztbase/base/counters.h"
 #include "ztbase/base/exception_base.h"
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

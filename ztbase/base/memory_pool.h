@@ -9,7 +9,7 @@
 // reused; a page whose blocks are all back is carved again from its start.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/base/spin_lock.h"
 
 namespace ZtBase {

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "ztbase/files/xfile_errors.h"
-#include "ztbase/platform/platform.h"
+#include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase {
 

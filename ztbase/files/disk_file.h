@@ -7,7 +7,7 @@
 
 #include <vector>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
 #include "ztbase/strings/str.h"
 

@@ -4,8 +4,8 @@
 #include "ztbase/files/disk_file.h"
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/file_space.h"
-#include "ztbase/files/xfile_errors.h"
-#include "ztbase/platform/platform.h"
+#include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase {
 

@@ -2,8 +2,8 @@
 
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/memory_file.h"
-#include "ztbase/files/xfile_errors.h"
-#include "ztbase/platform/platform.h"
+#include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase {
 

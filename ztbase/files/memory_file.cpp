@@ -8,7 +8,7 @@
 #include <new>
 #include <string>
 
-#include "ztbase/files/xfile_errors.h"
+#include "ztbase/files/internal/xfile_errors.h"
 
 namespace ZtBase {
 

@@ -8,7 +8,7 @@
 #pragma once
 
 #include "ztbase/base/arrays.h"
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
 #include "ztbase/strings/str.h"
 

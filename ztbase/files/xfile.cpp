@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "ztbase/files/file_system.h"
-#include "ztbase/files/xfile_errors.h"
-#include "ztbase/generic/blob.h"
+#include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/strings/blob.h"
 
 namespace ZtBase {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "ztbase/generic/binary_io.h"
-#include "ztbase/generic/pretty.h"
+#include "ztbase/generic/internal/binary_io.h"
+#include "ztbase/generic/internal/pretty.h"
 
 namespace ZtBase {
 

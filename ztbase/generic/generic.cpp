@@ -1,10 +1,10 @@
 #include "ztbase/generic/generic.h"
 
 #include "ztbase/base/memory_pool.h"
-#include "ztbase/files/xfile_errors.h"
+#include "ztbase/files/internal/xfile_errors.h"
 #include "ztbase/generic/association.h"
-#include "ztbase/generic/binary_io.h"
-#include "ztbase/generic/generic_errors.h"
+#include "ztbase/generic/internal/binary_io.h"
+#include "ztbase/generic/internal/generic_errors.h"
 #include "ztbase/generic/generic_file.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/scalars.h"

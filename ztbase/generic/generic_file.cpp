@@ -1,7 +1,7 @@
 #include "ztbase/generic/generic_file.h"
 
 #include "ztbase/files/file_system.h"
-#include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/internal/binary_io.h"
 
 namespace ZtBase {
 

@@ -8,7 +8,7 @@
 // with line reading available). A file that is not found raises 11002 "File not found : " + name.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"

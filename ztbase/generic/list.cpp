@@ -3,9 +3,9 @@
 #include <utility>
 #include <vector>
 
-#include "ztbase/files/xfile_errors.h"
-#include "ztbase/generic/binary_io.h"
-#include "ztbase/generic/pretty.h"
+#include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/generic/internal/binary_io.h"
+#include "ztbase/generic/internal/pretty.h"
 
 namespace ZtBase {
 

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <iterator>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
 

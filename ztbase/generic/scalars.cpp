@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/internal/binary_io.h"
 
 namespace ZtBase {
 

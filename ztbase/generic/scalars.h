@@ -2,7 +2,7 @@
 // and unification variables (a name; bindings live in unification results, never in the variable).
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
 #include "ztbase/strings/unistr.h"

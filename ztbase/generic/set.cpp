@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "ztbase/generic/binary_io.h"
-#include "ztbase/generic/pretty.h"
+#include "ztbase/generic/internal/binary_io.h"
+#include "ztbase/generic/internal/pretty.h"
 
 namespace ZtBase {
 

@@ -8,9 +8,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "ztbase/base/exceptions.h"
-#include "ztbase/generic/binary_io.h"
-#include "ztbase/generic/generic_errors.h"
+#include "ztbase/errors/exceptions.h"
+#include "ztbase/generic/internal/binary_io.h"
+#include "ztbase/generic/internal/generic_errors.h"
 
 namespace ZtBase {
 

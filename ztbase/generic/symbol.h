@@ -6,7 +6,7 @@
 // interned: 10001 "Invalid symbol - \"<text>\" !". The empty text is a valid symbol.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
 #include "ztbase/strings/str.h"

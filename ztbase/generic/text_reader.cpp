@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "ztbase/generic/association.h"
-#include "ztbase/generic/generic_errors.h"
+#include "ztbase/generic/internal/generic_errors.h"
 #include "ztbase/generic/generic_file.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/scalars.h"

@@ -11,7 +11,7 @@
 // file system; a file that is not found raises 11002 "File not found : " + name, not a syntax error.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 
 namespace ZtBase {

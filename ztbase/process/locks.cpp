@@ -4,8 +4,8 @@
 #include <mutex>
 #include <new>
 
-#include "ztbase/base/exceptions.h"
-#include "ztbase/platform/platform.h"
+#include "ztbase/errors/exceptions.h"
+#include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase {
 

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <new>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/base/spin_lock.h"
 
 namespace ZtBase {

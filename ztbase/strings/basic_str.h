@@ -8,7 +8,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/base/handle.h"
 #include "ztbase/strings/chardefs.h"
 #include "ztbase/strings/str_types.h"

@@ -6,7 +6,7 @@
 
 #include <array>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

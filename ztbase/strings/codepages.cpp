@@ -9,7 +9,7 @@
 //   4. else '_' (so do the bytes that the source set leaves undefined).
 // The lower half maps to itself, except that DOS -> Windows turns 0x14 and 0x15 into the pilcrow (0xB6)
 // and the section sign (0xA7), the glyphs that the DOS code page shows at those two control codes.
-#include "ztbase/strings/codepages.h"
+#include "ztbase/strings/internal/codepages.h"
 
 #include <array>
 

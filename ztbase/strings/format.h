@@ -15,7 +15,7 @@
 #include <cstdarg>
 #include <cstddef>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

@@ -5,7 +5,7 @@
 // integers. Doubles are written as "%g" and ignore the format.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/str.h"
 #include "ztbase/strings/str_types.h"
 #include "ztbase/strings/unistr.h"

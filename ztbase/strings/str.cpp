@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "ztbase/base/memory_pool.h"
-#include "ztbase/strings/basic_str_impl.h"
-#include "ztbase/strings/codepages.h"
+#include "ztbase/strings/internal/basic_str_impl.h"
+#include "ztbase/strings/internal/codepages.h"
 
 namespace ZtBase {
 

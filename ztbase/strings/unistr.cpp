@@ -1,6 +1,6 @@
 #include "ztbase/strings/unistr.h"
 
-#include "ztbase/strings/basic_str_impl.h"
+#include "ztbase/strings/internal/basic_str_impl.h"
 
 namespace ZtBase {
 

@@ -1,7 +1,7 @@
 // Manual-reset events over a mutex and a condition variable.
 #include <chrono>
 
-#include "ztbase/platform/platform.h"
+#include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase::platform {
 

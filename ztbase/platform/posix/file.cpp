@@ -19,7 +19,8 @@
 #include <utility>
 #include <vector>
 
-#include "ztbase/platform/platform.h"
+#include "ztbase/platform/internal/platform.h"
+#include "ztbase/platform/internal/system_calls.h"
 
 namespace ZtBase::platform {
 
@@ -62,17 +63,15 @@ bool ShareAllows(int share, FileAccess access) {
     return false;
 }
 
-int OpenRetrying(const char* path, int flags) {
+int OpenRetrying(const char* path, bool write, bool create, int& error) {
     for (;;) {
-        const int fd = ::open(path, flags, 0666);
-        if (fd >= 0 || errno != EINTR) return fd;
+        const int fd = gSystemCalls.open(path, write, create, error);
+        if (fd >= 0 || error != EINTR) return fd;
     }
 }
 
 void CloseQuietly(int fd) {
-    const int saved = errno;
-    ::close(fd);  // not retried on EINTR: the descriptor is gone either way on Linux
-    errno = saved;
+    gSystemCalls.close(fd);  // not retried on EINTR: the descriptor is gone either way on Linux
 }
 
 // The GNU and the XSI strerror_r differ in their result; take the text from either.
@@ -102,14 +101,10 @@ std::string WithSeparator(std::string directory) {
 // ---- files --------------------------------------------------------------------------------------
 
 FileId OpenFile(const char* path, FileAccess access, int share, FileDisposition disposition, int& error) {
-    int flags = (access == FileAccess::kRead ? O_RDONLY : O_RDWR) | O_CLOEXEC;
-    if (disposition != FileDisposition::kOpenExisting) flags |= O_CREAT;
     // Truncation waits until the share check has passed, so that a refused open damages nothing.
-    const int fd = OpenRetrying(path, flags);
-    if (fd < 0) {
-        error = errno;
-        return kNoFile;
-    }
+    const int fd = OpenRetrying(path, access == FileAccess::kReadWrite,
+                                disposition != FileDisposition::kOpenExisting, error);
+    if (fd < 0) return kNoFile;
     struct stat st {};
     if (::fstat(fd, &st) != 0) {
         error = errno;
@@ -154,8 +149,7 @@ FileId OpenFile(const char* path, FileAccess access, int share, FileDisposition 
         }
     }
     if (disposition == FileDisposition::kCreateAlways && access == FileAccess::kReadWrite &&
-        ::ftruncate(fd, 0) != 0) {
-        error = errno;
+        !TruncateFile(fd, 0, error)) {
         if (lockHolder >= 0) CloseQuietly(lockHolder);
         CloseQuietly(fd);
         return kNoFile;
@@ -200,10 +194,9 @@ long long ReadFile(FileId file, void* buffer, std::size_t count, int& error) noe
     char* out = static_cast<char*>(buffer);
     std::size_t done = 0;
     while (done < count) {
-        const ssize_t n = ::read(file, out + done, count - done);
+        const long long n = gSystemCalls.read(file, out + done, count - done, error);
         if (n < 0) {
-            if (errno == EINTR) continue;
-            error = errno;
+            if (error == EINTR) continue;
             return -1;
         }
         if (n == 0) break;
@@ -216,10 +209,9 @@ long long WriteFile(FileId file, const void* buffer, std::size_t count, int& err
     const char* in = static_cast<const char*>(buffer);
     std::size_t done = 0;
     while (done < count) {
-        const ssize_t n = ::write(file, in + done, count - done);
+        const long long n = gSystemCalls.write(file, in + done, count - done, error);
         if (n < 0) {
-            if (errno == EINTR) continue;
-            error = errno;
+            if (error == EINTR) continue;
             return -1;
         }
         if (n == 0) {
@@ -256,19 +248,15 @@ bool TruncateFile(FileId file, long long length, int& error) noexcept {
         return false;
     }
     for (;;) {
-        if (::ftruncate(file, static_cast<off_t>(length)) == 0) return true;
-        if (errno != EINTR) break;
+        if (gSystemCalls.truncate(file, length, error)) return true;
+        if (error != EINTR) return false;
     }
-    error = errno;
-    return false;
 }
 
 bool SyncFile(FileId file, int& error) noexcept {
-    if (::fsync(file) == 0) return true;
+    if (gSystemCalls.sync(file, error)) return true;
     // Files that cannot be synchronised (pipes, some devices) have nothing to flush.
-    if (errno == EINVAL || errno == EROFS) return true;
-    error = errno;
-    return false;
+    return error == EINVAL || error == EROFS;
 }
 
 namespace {
@@ -327,17 +315,12 @@ FileInfo StatPath(const char* path) noexcept {
 }
 
 bool DeletePath(const char* path, int& error) noexcept {
-    if (::unlink(path) == 0) return true;
-    error = errno;
-    return false;
+    return gSystemCalls.unlink(path, error);
 }
 
 bool MovePath(const char* from, const char* to, int& error) noexcept {
-    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
-    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
-        error = errno;
-        return false;
-    }
+    if (gSystemCalls.rename(from, to, error)) return true;
+    if (error != EINVAL && error != ENOSYS && error != EOPNOTSUPP) return false;
     // The file system cannot refuse to replace by itself: a hard link can (it never replaces), and
     // removing the old name completes the move. Directories cannot be linked; they are renamed after a
     // check that leaves a small window.

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ztbase/platform/platform.h"
+#include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase::platform {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
-#include <ztbase/base/log.h>
+#include <ztbase/errors/exceptions.h>
+#include <ztbase/log/log.h>
 #include <ztbase/files/file_system.h>
 
 #include <filesystem>

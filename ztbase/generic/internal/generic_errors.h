@@ -1,7 +1,7 @@
 // How the generic values raise their errors (module ".\\genericdata").
 #pragma once
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 #include "ztbase/strings/unistr.h"
 
 namespace ZtBase::detail {

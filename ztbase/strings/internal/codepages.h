@@ -3,7 +3,7 @@
 // byte through the table of its ordered pair.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/str_types.h"
 
 namespace ZtBase::detail {

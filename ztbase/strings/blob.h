@@ -1,7 +1,7 @@
 // CBlob: a growable buffer of bytes behind a copy-on-write handle.
 #pragma once
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/base/handle.h"
 #include "ztbase/strings/unistr.h"
 

@@ -1,10 +1,10 @@
-#include "ztbase/generic/blob.h"
+#include "ztbase/strings/blob.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 
 namespace ZtBase {
 

@@ -1,4 +1,4 @@
-#include "ztbase/base/log.h"
+#include "ztbase/log/log.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 #include "ztbase/strings/unistr.h"
 
 using namespace ZtBase;

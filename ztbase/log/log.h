@@ -7,17 +7,17 @@
 #include <cstdarg>
 #include <string>
 
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
+#include "ztbase/base/line_sink.h"
 #include "ztbase/files/xfile.h"
 #include "ztbase/process/locks.h"
 #include "ztbase/strings/unistr.h"
 
 namespace ZtBase {
 
-// A lower number is more severe; 0 (unclassified) always passes the level filter.
-enum LogTypes { eLogUnclassified = 0, eLogError = 1, eLogWarning = 2, eLogInformation = 3 };
-
-class ZTBASE_API CLogManager : public CQuickLock {
+// gLog is also the line sink (base/line_sink.h) through which the layers below the log write: it
+// installs itself when it is constructed and removes itself when it is destroyed.
+class ZTBASE_API CLogManager : public CQuickLock, public CLineSink {
 public:
     // Debugger sink on, the others off, level 1 (errors only). Sets the process-wide constructed flag.
     CLogManager();
@@ -54,8 +54,8 @@ public:
     int wprintf(int type, const char16_t* format, ...);
     int printf(LogTypes type, const char* format, ...);
     int printf(int type, const char* format, ...);
-    int vwprintf(LogTypes type, const unsigned short* format, va_list args);
-    int vprintf(LogTypes type, const char* format, va_list args);
+    int vwprintf(LogTypes type, const unsigned short* format, va_list args) override;
+    int vprintf(LogTypes type, const char* format, va_list args) override;
     // The text followed by a line feed.
     int PrintString(LogTypes type, const unsigned short* text);
     int PrintString(LogTypes type, const char* text);
@@ -98,18 +98,5 @@ private:
 
 // Defined with the library's other global objects.
 extern ZTBASE_API CLogManager gLog;
-
-// gLog output at the warning type: the text alone, or followed by a line feed. Filtered out at the
-// default level 1.
-ZTBASE_API void DebugWrite(const unsigned short* text);
-ZTBASE_API void DebugWrite(const char* text);
-ZTBASE_API void DebugWriteLn(const unsigned short* text);
-ZTBASE_API void DebugWriteLn(const char* text);
-inline void DebugWrite(const char16_t* text) {
-    DebugWrite(reinterpret_cast<const unsigned short*>(text));
-}
-inline void DebugWriteLn(const char16_t* text) {
-    DebugWriteLn(reinterpret_cast<const unsigned short*>(text));
-}
 
 }  // namespace ZtBase

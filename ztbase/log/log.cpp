@@ -1,4 +1,4 @@
-#include "ztbase/base/log.h"
+#include "ztbase/log/log.h"
 
 #include <algorithm>
 #include <atomic>
@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 #include "ztbase/files/file_system.h"
-#include "ztbase/platform/platform.h"
+#include "ztbase/platform/internal/platform.h"
 #include "ztbase/strings/format.h"
 #include "ztbase/strings/number_format.h"
 
@@ -67,10 +67,12 @@ void ToUtf8(const unsigned short* s, std::size_t n, std::string& out) {
 
 CLogManager::CLogManager() {
     gConstructed.store(true, std::memory_order_release);
+    if (this == &gLog) InstallLineSink(this);
 }
 
 CLogManager::~CLogManager() {
     gConstructed.store(false, std::memory_order_release);
+    if (this == &gLog) InstallLineSink(nullptr);
     if (m_eventSourceOpen) platform::SystemLogClose();
 }
 
@@ -355,20 +357,6 @@ CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, 
     static constexpr U16Literal kEnd(u"\r\n");
     record.Append(kEnd, 2);
     return record;
-}
-
-// ---- debug output -------------------------------------------------------------------------------
-void DebugWrite(const unsigned short* text) {
-    gLog.wprintf(eLogWarning, u"%s", text);
-}
-void DebugWrite(const char* text) {
-    gLog.printf(eLogWarning, "%s", text);
-}
-void DebugWriteLn(const unsigned short* text) {
-    gLog.wprintf(eLogWarning, u"%s\n", text);
-}
-void DebugWriteLn(const char* text) {
-    gLog.printf(eLogWarning, "%s\n", text);
 }
 
 }  // namespace ZtBase

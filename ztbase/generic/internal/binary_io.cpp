@@ -1,9 +1,9 @@
-#include "ztbase/generic/binary_io.h"
+#include "ztbase/generic/internal/binary_io.h"
 
 #include <cstring>
 #include <vector>
 
-#include "ztbase/files/xfile_errors.h"
+#include "ztbase/files/internal/xfile_errors.h"
 
 namespace ZtBase::detail {
 

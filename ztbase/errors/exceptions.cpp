@@ -1,29 +1,8 @@
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 
-#include "ztbase/base/log.h"
+#include "ztbase/base/line_sink.h"
 
 namespace ZtBase {
-
-namespace {
-constexpr U16Literal kBaseMessage(u"Base Exception");
-constexpr U16Literal kMemoryMessage(u"Out of memory");
-}  // namespace
-
-CZtException::~CZtException() = default;
-int CZtException::GetErrorCode() const {
-    return kErrBaseException;
-}
-const unsigned short* CZtException::GetErrorString(int) const {
-    return kBaseMessage;
-}
-
-CMemoryError::~CMemoryError() = default;
-int CMemoryError::GetErrorCode() const {
-    return kErrOutOfMemory;
-}
-const unsigned short* CMemoryError::GetErrorString(int) const {
-    return kMemoryMessage;
-}
 
 detail::CodedException::~CodedException() = default;
 
@@ -65,7 +44,7 @@ CZtSimpleException::~CZtSimpleException() = default;
 
 void CZtSimpleException::WriteToLog() const {
     static constexpr U16Literal format(u"Exception Thrown in %s(%d):  code=%d: %s\n");
-    gLog.wprintf(eLogError, format, static_cast<const unsigned short*>(m_module), m_line, m_code,
+    SinkPrintf(eLogError, format, static_cast<const unsigned short*>(m_module), m_line, m_code,
                  static_cast<const unsigned short*>(m_message));
 }
 

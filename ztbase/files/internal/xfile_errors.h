@@ -2,7 +2,7 @@
 // handled, CZtUnloggedException) from the module ".\\xfile". Messages that name a file end with the name.
 #pragma once
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 #include "ztbase/strings/str.h"
 
 namespace ZtBase::detail {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
-#include <ztbase/base/exceptions.h>
-#include <ztbase/generic/blob.h>
+#include <ztbase/errors/exceptions.h>
+#include <ztbase/strings/blob.h>
 
 #include <cstdlib>
 #include <cstring>

@@ -17,7 +17,7 @@
 #include <new>
 #include <utility>
 
-#include "ztbase/base/exceptions.h"
+#include "ztbase/errors/exceptions.h"
 #include "ztbase/base/memory_pool.h"
 
 namespace ZtBase {

@@ -1,10 +1,12 @@
 // The library's exceptions. Every failure is thrown by value and caught by reference to CZtException.
-// CZtSimpleException (and each of its subclasses) writes one error line to gLog when it is constructed;
+// CZtSimpleException (and each of its subclasses) writes one error line to the log (through the line
+// sink) when it is constructed;
 // CZtUnloggedException carries the same fields and writes nothing.
 #pragma once
 
+#include "ztbase/base/error_codes.h"
 #include "ztbase/base/exception_base.h"
-#include "ztbase/base/export.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/unistr.h"
 
 namespace ZtBase {
@@ -49,7 +51,7 @@ public:
 class ZTBASE_API CZtSimpleException : public detail::CodedException {
 public:
     // Each form stores the fields and writes "Exception Thrown in <module>(<line>):  code=<code>: <message>"
-    // to gLog at the error type.
+    // to the log at the error type.
     CZtSimpleException(unsigned code, const CUniStr& message, const CUniStr& module, unsigned line);
     CZtSimpleException(unsigned code, const CUniStr& message, const char* module, unsigned line);
     CZtSimpleException(unsigned code, const unsigned short* message, const unsigned short* module,
@@ -83,27 +85,5 @@ ZTBASE_LOGGED_EXCEPTION(CZtSubcomponentException)     // errors of a loaded comp
 // Throws CZtSimpleException 10007 "subscript out of range" from ".\\ztbase".
 [[noreturn]] ZTBASE_API void ThrowArrayBoundsException();
 
-// Error codes in use.
-enum EZtErrorCode : unsigned {
-    kErrOutOfMemory = 1001,
-    kErrBaseException = 1002,
-    kErrInvalidGeneric = 10001,
-    kErrIllegalOperation = 10002,
-    kErrGenericSyntax = 10003,
-    kErrNotSupported = 10004,
-    kErrThreading = 10005,
-    kErrSyncObject = 10006,
-    kErrIndexRange = 10007,
-    kErrFileMemory = 10008,
-    kErrWrongState = 10009,
-    kErrNoBody = 10010,
-    kErrLockTimeout = 10011,
-    kErrDataTable = 10501,
-    kErrDataTableReadOnly = 10502,
-    kErrDataTableCompare = 10503,
-    kErrUnicodeConversion = 10600,
-    kErrIO = 11001,
-    kErrFileNotFound = 11002,
-};
 
 }  // namespace ZtBase

@@ -1,0 +1,36 @@
+// The system calls the platform layer makes, as one table of function pointers set to the real calls
+// before any code of the library runs. Nothing but the platform layer calls them; a test may replace an
+// entry for a moment (and put it back) to make a call fail, which is how write failures, full disks and
+// broken files are tested without special devices.
+//
+// Each entry makes one attempt, as the system call does: a read or write may be short, and a failure
+// gives -1 (or false) with the system's error number (errno) in error, EINTR included; the loops over
+// short counts and interruptions are the platform layer's, above the table.
+#pragma once
+
+#include <cstddef>
+
+#include "ztbase/platform/export.h"
+
+namespace ZtBase::platform {
+
+struct SystemCalls {
+    // Opens path for reading, or reading and writing; create makes it when it does not exist. A file
+    // number, or -1.
+    int (*open)(const char* path, bool write, bool create, int& error);
+    void (*close)(int file);
+    long long (*read)(int file, void* buffer, std::size_t count, int& error);
+    long long (*write)(int file, const void* buffer, std::size_t count, int& error);
+    bool (*sync)(int file, int& error);
+    bool (*truncate)(int file, long long length, int& error);
+    // Renames, never replacing an existing to.
+    bool (*rename)(const char* from, const char* to, int& error);
+    bool (*unlink)(const char* path, int& error);
+};
+
+// The table in use. Exported for the library's own tests; not part of the installed interface.
+ZTBASE_API extern SystemCalls gSystemCalls;
+// The real calls, to put an entry back.
+ZTBASE_API extern const SystemCalls kRealSystemCalls;
+
+}  // namespace ZtBase::platform

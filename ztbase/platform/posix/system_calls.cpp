@@ -1,0 +1,65 @@
+// The table of system calls, set to the real POSIX calls by constant initialisation.
+#include "ztbase/platform/internal/system_calls.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace ZtBase::platform {
+
+namespace {
+
+int Open(const char* path, bool write, bool create, int& error) {
+    const int fd = ::open(path, (write ? O_RDWR : O_RDONLY) | (create ? O_CREAT : 0) | O_CLOEXEC, 0666);
+    if (fd < 0) error = errno;
+    return fd;
+}
+
+void Close(int file) {
+    ::close(file);
+}
+
+long long Read(int file, void* buffer, std::size_t count, int& error) {
+    const ssize_t n = ::read(file, buffer, count);
+    if (n < 0) error = errno;
+    return n;
+}
+
+long long Write(int file, const void* buffer, std::size_t count, int& error) {
+    const ssize_t n = ::write(file, buffer, count);
+    if (n < 0) error = errno;
+    return n;
+}
+
+bool Sync(int file, int& error) {
+    if (::fsync(file) == 0) return true;
+    error = errno;
+    return false;
+}
+
+bool Truncate(int file, long long length, int& error) {
+    if (::ftruncate(file, static_cast<off_t>(length)) == 0) return true;
+    error = errno;
+    return false;
+}
+
+bool Rename(const char* from, const char* to, int& error) {
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+    error = errno;
+    return false;
+}
+
+bool Unlink(const char* path, int& error) {
+    if (::unlink(path) == 0) return true;
+    error = errno;
+    return false;
+}
+
+}  // namespace
+
+constinit const SystemCalls kRealSystemCalls{Open, Close, Read, Write, Sync, Truncate, Rename, Unlink};
+constinit SystemCalls gSystemCalls = kRealSystemCalls;
+
+}  // namespace ZtBase::platform
