@@ -2,8 +2,8 @@
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
-#include <ztbase/log/log.h>
 #include <ztbase/files/file_system.h>
+#include <ztbase/log/log.h>
 
 #include <filesystem>
 #include <string>

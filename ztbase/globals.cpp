@@ -4,10 +4,10 @@
 // The memory pools and the character tables are constant-initialised: they are usable before any
 // constructor of the library has run, so static objects elsewhere may create strings at any time.
 
-#include "ztbase/log/log.h"
 #include "ztbase/base/memory_pool.h"
 #include "ztbase/files/file_system.h"
 #include "ztbase/generic/symbol.h"
+#include "ztbase/log/log.h"
 #include "ztbase/strings/chardefs.h"
 
 namespace ZtBase {

@@ -636,16 +636,6 @@ TEST_F(DiskFile, DestructionWritesTheDirtyWindow) {
     EXPECT_EQ(ScratchDir::ReadBytes(path), "pending+more");
 }
 
-TEST_F(DiskFile, FullDiskGivesTheWriteMessage) {
-    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
-    CXFile b = OpenDiskFile("/dev/full", 1, XF_BINARY, 0, XF_SHARE_NONE);
-    WriteAll(b, "abc");  // in the window only
-    ExpectError<CZtXFileException>([&] { b.Flush(); }, kIO, "File write failed : /dev/full");
-    b.Release();  // the destructor tries once more, quietly
-    CXFile u = OpenDiskFile("/dev/full", 0, XF_BINARY, 0, XF_SHARE_NONE);
-    ExpectError<CZtXFileException>([&] { u.WriteBlock("abc", 3); }, kIO, "File write failed : /dev/full");
-}
-
 // ---- region locks -------------------------------------------------------------------------------------
 
 TEST_F(DiskFile, RegionLockIdsAreReusedAndLocksExcludeOtherOpens) {

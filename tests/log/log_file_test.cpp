@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 #include <ztbase/errors/exceptions.h>
-#include <ztbase/log/log.h>
 #include <ztbase/files/file_system.h>
+#include <ztbase/log/log.h>
 
 #include <filesystem>
 #include <regex>
 
 #include "scratch_dir.h"
+#include "system_call_faults.h"
 
 using namespace ZtBase;
 
@@ -107,6 +108,36 @@ TEST_F(LogFile, NothingReachesTheFileWhileFileLoggingIsOff) {
     gLog.SetFileLogging(0);
     gLog.printf(eLogError, "hidden\n");
     EXPECT_EQ(ReadUnits(logPath), "log created\n");
+}
+
+// A disk that takes only some bytes of a record: the writer learns of it through the file's error, and
+// every record, the refused ones too (they stay in the file's window), is in the file in order once the
+// disk takes writes again.
+TEST_F(LogFile, AFullDiskRaisesTheWriteErrorAndLosesNoRecord) {
+    gLog.printf(eLogError, "record 0\n");
+    const std::string start = ReadUnits(logPath);
+    int raised = 0, records = 1;
+    for (long long budget = 0; budget < 4000; budget += 97, ++records) {
+        test_support::FailWritesAfter disk(budget);
+        try {
+            EXPECT_GT(gLog.printf(eLogError, "record %d\n", records), 0);
+        } catch (const CZtXFileException& e) {
+            ++raised;
+            EXPECT_EQ(e.GetExceptionErrorCode(), 11001u);
+            EXPECT_EQ(CUniStr(e.GetErrorString(0)).ToUtf8(), "File write failed : " + logPath);
+        }
+        EXPECT_EQ(ReadUnits(logPath).substr(0, start.size()), start) << "the earlier records are intact";
+    }
+    EXPECT_GT(raised, 5);
+    EXPECT_LT(raised, records - 1) << "large budgets take the whole window";
+    gLog.printf(eLogError, "record %d\n", records);
+    const std::string text = ReadUnits(logPath);
+    std::size_t at = 0;
+    for (int i = 0; i <= records; ++i) {
+        const std::size_t found = text.find("E:  record " + std::to_string(i) + "\r\n", at);
+        ASSERT_NE(found, std::string::npos) << "record " << i << " in\n" << text;
+        at = found;
+    }
 }
 
 }  // namespace

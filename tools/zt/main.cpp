@@ -14,7 +14,8 @@ using namespace ZtBase;
 
 namespace {
 
-enum ExitCode { kOk = 0, kBadInput = 1, kUsage = 2, kIoError = 3 };
+// Exit codes: success, the input holds an error, wrong usage, a file could not be read or written.
+constexpr int kOk = 0, kBadInput = 1, kUsage = 2, kIoError = 3;
 
 constexpr char kUsageText[] =
     "usage: zt <command> [arguments]\n"

@@ -3,8 +3,10 @@
 namespace ZtBase {
 
 namespace {
-constexpr unsigned short kBaseMessage[] = {'B', 'a', 's', 'e', ' ', 'E', 'x', 'c', 'e', 'p', 't', 'i', 'o', 'n', 0};
-constexpr unsigned short kMemoryMessage[] = {'O', 'u', 't', ' ', 'o', 'f', ' ', 'm', 'e', 'm', 'o', 'r', 'y', 0};
+constexpr unsigned short kBaseMessage[] = {'B', 'a', 's', 'e', ' ', 'E', 'x', 'c',
+                                           'e', 'p', 't', 'i', 'o', 'n', 0};
+constexpr unsigned short kMemoryMessage[] = {'O', 'u', 't', ' ', 'o', 'f', ' ',
+                                             'm', 'e', 'm', 'o', 'r', 'y', 0};
 }  // namespace
 
 CZtException::~CZtException() = default;

@@ -9,8 +9,8 @@
 // reused; a page whose blocks are all back is carved again from its start.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/spin_lock.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

@@ -45,7 +45,7 @@ CZtSimpleException::~CZtSimpleException() = default;
 void CZtSimpleException::WriteToLog() const {
     static constexpr U16Literal format(u"Exception Thrown in %s(%d):  code=%d: %s\n");
     SinkPrintf(eLogError, format, static_cast<const unsigned short*>(m_module), m_line, m_code,
-                 static_cast<const unsigned short*>(m_message));
+               static_cast<const unsigned short*>(m_message));
 }
 
 CZtXFileException::~CZtXFileException() = default;

@@ -85,5 +85,4 @@ ZTBASE_LOGGED_EXCEPTION(CZtSubcomponentException)     // errors of a loaded comp
 // Throws CZtSimpleException 10007 "subscript out of range" from ".\\ztbase".
 [[noreturn]] ZTBASE_API void ThrowArrayBoundsException();
 
-
 }  // namespace ZtBase

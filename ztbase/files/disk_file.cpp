@@ -17,7 +17,6 @@ namespace {
 
 constexpr char kCR = '\r';
 constexpr char kLF = '\n';
-constexpr unsigned kErrInvalidFile = 10005;  // an invalid body state
 
 int ClampToInt(long long v) {
     if (v < 0) return 0;
@@ -66,7 +65,7 @@ CXFileBuffered::CXFileBuffered(const CStr& name, int systemFile, XF_TEXT_MODE mo
     if (!IsValidMode(mode)) {
         pf::CloseFile(m_file);
         m_file = pf::kNoFile;
-        ThrowXFile(kErrInvalidFile, "Invalid CXFile", __LINE__);
+        ThrowXFile(detail::kErrInvalidFile, "Invalid CXFile", __LINE__);
     }
     int error = 0;
     const long long size = pf::FileSizeOf(m_file, error);

@@ -7,8 +7,8 @@
 
 #include <vector>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/str.h"
 
 namespace ZtBase {

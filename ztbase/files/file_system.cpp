@@ -1,8 +1,8 @@
 #include "ztbase/files/file_system.h"
 
 #include "ztbase/files/file_name.h"
-#include "ztbase/files/memory_file.h"
 #include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/files/memory_file.h"
 #include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase {

@@ -14,7 +14,6 @@ namespace ZtBase {
 
 namespace {
 
-constexpr unsigned kInvalidFile = kErrThreading;  // 10005, the code of an invalid file body state
 constexpr char kCR = 13;
 constexpr char kLF = 10;
 constexpr char kUnitCR[2] = {kCR, 0};
@@ -48,7 +47,7 @@ CXMemoryFile::~CXMemoryFile() {
 // ---- checks and pages -----------------------------------------------------------------------------------
 
 void CXMemoryFile::CheckMode() const {
-    if (!IsValidMode(GetTextMode())) detail::ThrowXFile(kInvalidFile, "Invalid CXFile", __LINE__);
+    if (!IsValidMode(GetTextMode())) detail::ThrowXFile(detail::kErrInvalidFile, "Invalid CXFile", __LINE__);
 }
 
 void CXMemoryFile::CheckBlockAlignment(unsigned count) const {

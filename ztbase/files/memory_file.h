@@ -6,8 +6,8 @@
 
 #include <vector>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/process/locks.h"
 
 namespace ZtBase {

@@ -8,8 +8,8 @@
 #pragma once
 
 #include "ztbase/base/arrays.h"
-#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/str.h"
 
 namespace ZtBase {

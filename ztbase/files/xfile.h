@@ -4,8 +4,8 @@
 // and character operations of each kind; the text mode decides which of them a call uses.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/handle.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/str.h"
 #include "ztbase/strings/unistr.h"
 

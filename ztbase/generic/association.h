@@ -6,11 +6,11 @@
 #include <functional>
 #include <utility>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
-#include "ztbase/generic/symbol.h"
 #include "ztbase/generic/red_black_tree.h"
+#include "ztbase/generic/symbol.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

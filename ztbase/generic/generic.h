@@ -6,9 +6,9 @@
 // kinds by a fixed order of kinds (KindOrder below), then each kind's own order.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/handle.h"
 #include "ztbase/files/xfile.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/unistr.h"
 
 namespace ZtBase {

@@ -8,10 +8,10 @@
 // with line reading available). A file that is not found raises 11002 "File not found : " + name.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/files/xfile.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

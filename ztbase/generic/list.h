@@ -10,9 +10,9 @@
 #include <cstddef>
 #include <iterator>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

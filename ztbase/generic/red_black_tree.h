@@ -5,11 +5,10 @@
 // move between nodes: erasing a node with two children exchanges its position with its successor's,
 // so iterators to other elements stay valid.
 //
-// Nodes come from the general allocator: measured against the memory pools (which hand consecutive
-// requests to different pools, scattering a tree's nodes), it made insertion about twice and lookup about
-// 1.5 times as fast in a bundle of 100,000 pairs. A node may also carry a small cached key (ZtTreeKey
-// below) so that comparisons during a descent need not reach through the element to its body; the cache is an
-// internal detail that no caller can see, and the order stays exactly Compare's.
+// Nodes come from the memory pools, whose pages keep the nodes of one tree close together. A node may
+// also carry a small cached key (ZtTreeKey below) so that comparisons during a descent need not reach
+// through the element to its body; the cache is an internal detail that no caller can see, and the order
+// stays exactly Compare's.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +16,8 @@
 #include <new>
 #include <utility>
 
-#include "ztbase/errors/exceptions.h"
 #include "ztbase/base/memory_pool.h"
+#include "ztbase/errors/exceptions.h"
 
 namespace ZtBase {
 
@@ -30,7 +29,7 @@ inline constexpr unsigned kLineBadAlgorithmLeft = 751;
 inline constexpr unsigned kLineBadAlgorithmRight = 823;
 
 [[noreturn]] inline void ThrowTreeError(const char* message, unsigned line) {
-    throw CZtSimpleException(10005u, CUniStr(message), kTreeModule, line);  // a broken tree
+    throw CZtSimpleException(kErrThreadOrStructure, CUniStr(message), kTreeModule, line);
 }
 }  // namespace detail
 

@@ -2,9 +2,9 @@
 // and unification variables (a name; bindings live in unification results, never in the variable).
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/unistr.h"
 
 namespace ZtBase {

@@ -5,11 +5,11 @@
 
 #include <functional>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
-#include "ztbase/generic/scalars.h"
 #include "ztbase/generic/red_black_tree.h"
+#include "ztbase/generic/scalars.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

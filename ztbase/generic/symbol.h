@@ -6,9 +6,9 @@
 // interned: 10001 "Invalid symbol - \"<text>\" !". The empty text is a valid symbol.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
 #include "ztbase/generic/generic_body.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/str.h"
 #include "ztbase/strings/unistr.h"
 

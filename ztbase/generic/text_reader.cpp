@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "ztbase/generic/association.h"
-#include "ztbase/generic/internal/generic_errors.h"
 #include "ztbase/generic/generic_file.h"
+#include "ztbase/generic/internal/generic_errors.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/scalars.h"
 #include "ztbase/generic/set.h"
@@ -189,7 +189,8 @@ private:
     // sign, units of code 9 or below are passed over and anything else but a sign (a digit too) is an
     // error.
     CGeneric Number() {
-        enum State { kStart, kInteger, kFraction, kExponentSign, kExponentFirst, kExponentDigits };
+        enum class State { kStart, kInteger, kFraction, kExponentSign, kExponentFirst, kExponentDigits };
+        using enum State;
         State state = kStart;
         double value = 0, factor = 0.1, sign = 1;
         unsigned exponent = 0;

@@ -11,8 +11,8 @@
 // file system; a file that is not found raises 11002 "File not found : " + name, not a syntax error.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/generic/generic.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

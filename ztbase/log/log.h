@@ -7,9 +7,9 @@
 #include <cstdarg>
 #include <string>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/line_sink.h"
 #include "ztbase/files/xfile.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/process/locks.h"
 #include "ztbase/strings/unistr.h"
 

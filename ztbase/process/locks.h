@@ -6,8 +6,8 @@
 #include <atomic>
 #include <new>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/spin_lock.h"
+#include "ztbase/platform/export.h"
 
 namespace ZtBase {
 

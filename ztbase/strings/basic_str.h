@@ -8,8 +8,8 @@
 #include <cstring>
 #include <type_traits>
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/handle.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/chardefs.h"
 #include "ztbase/strings/str_types.h"
 

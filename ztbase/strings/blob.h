@@ -1,8 +1,8 @@
 // CBlob: a growable buffer of bytes behind a copy-on-write handle.
 #pragma once
 
-#include "ztbase/platform/export.h"
 #include "ztbase/base/handle.h"
+#include "ztbase/platform/export.h"
 #include "ztbase/strings/unistr.h"
 
 namespace ZtBase {

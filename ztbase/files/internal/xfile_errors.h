@@ -8,6 +8,8 @@
 namespace ZtBase::detail {
 
 inline constexpr char kXFileModule[] = ".\\xfile";
+// The code of "Invalid CXFile": a body in a state it cannot work in (a text mode above 6).
+inline constexpr unsigned kErrInvalidFile = kErrThreadOrStructure;
 
 [[noreturn]] ZTBASE_API void ThrowXFile(unsigned code, const char* message, unsigned line);
 [[noreturn]] ZTBASE_API void ThrowXFile(unsigned code, const char* message, const CStr& name, unsigned line);
