@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <limits>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "ztbase/base/arrays.h"
@@ -39,41 +42,27 @@ Handle MakeHandle(int v) {
 
 // ---- interlocked counters ------------------------------------------------------------------------
 
+// The result tells whether the new value is zero, never the value itself; each width wraps around.
 template <class T>
-void CheckCounterZeroTests() {
-    T c = 1;
-    EXPECT_EQ(LockedDecrement(c), 1) << "1 -> 0 reports zero";
-    EXPECT_EQ(c, T(0));
-    c = 2;
-    EXPECT_EQ(LockedDecrement(c), 0) << "2 -> 1 does not";
-    EXPECT_EQ(c, T(1));
-    c = T(-1);
-    EXPECT_EQ(LockedIncrement(c), 1) << "-1 (all bits set) -> 0 reports zero";
-    EXPECT_EQ(c, T(0));
-    c = 0;
-    EXPECT_EQ(LockedIncrement(c), 0) << "the result is not the new value";
-    EXPECT_EQ(c, T(1));
-    c = 0;
-    EXPECT_EQ(LockedDecrement(c), 0) << "0 -> -1 (or the largest unsigned value) is not zero";
-    EXPECT_EQ(c, T(-1));
-}
-
-TEST(LockedCounters, ZeroTestOfTheNewValueOnEveryWidth) {
-    CheckCounterZeroTests<int>();
-    CheckCounterZeroTests<unsigned int>();
-    CheckCounterZeroTests<short>();
-}
-
-TEST(LockedCounters, WrapAroundAtTheEdgesOfEachWidth) {
-    short s = 32767;
-    EXPECT_EQ(LockedIncrement(s), 0);
-    EXPECT_EQ(s, -32768);
-    int i = 2147483647;
-    EXPECT_EQ(LockedIncrement(i), 0);
-    EXPECT_EQ(i, -2147483647 - 1);
-    unsigned u = 0xFFFFFFFFu;
-    EXPECT_EQ(LockedIncrement(u), 1);
-    EXPECT_EQ(u, 0u);
+void CheckCounter() {
+    const struct {
+        T start;
+        bool increment;
+        T after;
+        long zero;
+    } steps[] = {
+        {1, false, 0, 1},
+        {2, false, 1, 0},
+        {T(-1), true, 0, 1},
+        {0, true, 1, 0},
+        {0, false, T(-1), 0},
+        {std::numeric_limits<T>::max(), true, std::numeric_limits<T>::min(), std::is_unsigned_v<T>},
+    };
+    for (const auto& s : steps) {
+        T c = s.start;
+        EXPECT_EQ(s.increment ? LockedIncrement(c) : LockedDecrement(c), s.zero) << +s.start;
+        EXPECT_EQ(c, s.after) << +s.start;
+    }
 }
 
 // Several threads count one counter down to zero: exactly one decrement may see zero, and nothing is lost.
@@ -96,7 +85,10 @@ void CountDownTogether(int threads, int perThread) {
     EXPECT_EQ(zeroReports.load(), 1);
 }
 
-TEST(LockedCounters, ConcurrentCountDownReportsZeroExactlyOnce) {
+TEST(LockedCounters, ReportAZeroNewValueOnEveryWidthAlsoUnderContention) {
+    CheckCounter<int>();
+    CheckCounter<unsigned int>();
+    CheckCounter<short>();
     CountDownTogether<int>(4, 50000);
     CountDownTogether<unsigned int>(4, 50000);
     CountDownTogether<short>(4, 8000);
@@ -104,29 +96,24 @@ TEST(LockedCounters, ConcurrentCountDownReportsZeroExactlyOnce) {
 
 // ---- handles -------------------------------------------------------------------------------------
 
-TEST(Handle, CopyOfNullIsNullAndReleasingNullIsHarmless) {
-    Handle a;
-    Handle b(a);
-    EXPECT_TRUE(b.IsNull());
-    EXPECT_EQ(b.GetRep(), nullptr);
-    b = a;
-    EXPECT_TRUE(b.IsNull());
-    a.Release();
-    a.Release();
-    EXPECT_TRUE(a.IsNull());
-}
-
 TEST(Handle, CopiesShareOneBodyAndTheLastReleaseDeletesIt) {
     const int before = CountedBody::alive;
     {
+        Handle null, copyOfNull(null);
+        EXPECT_TRUE(copyOfNull.IsNull());
+        null.Release();  // harmless, twice
+        null.Release();
+
         Handle a = MakeHandle(5);
-        EXPECT_EQ(a.GetRep()->GetRefCount(), 1u);
-        Handle b(a);
-        Handle c;
+        Handle b(a), c;
         c = b;
         EXPECT_EQ(a.GetRep(), c.GetRep());
         EXPECT_EQ(a.GetRep()->GetRefCount(), 3u);
         EXPECT_TRUE(a.GetRep()->HasOtherHandles());
+        Handle& alias = a;
+        a = alias;  // self-assignment keeps the count
+        a = b;      // so does assigning a handle onto the same body
+        EXPECT_EQ(a.GetRep()->GetRefCount(), 3u);
         b.Release();
         EXPECT_TRUE(b.IsNull());
         EXPECT_EQ(a.GetRep()->GetRefCount(), 2u);
@@ -135,36 +122,21 @@ TEST(Handle, CopiesShareOneBodyAndTheLastReleaseDeletesIt) {
     EXPECT_EQ(CountedBody::alive, before);
 }
 
-TEST(Handle, SelfAssignmentKeepsTheCount) {
-    Handle a = MakeHandle(1);
-    Handle b(a);
-    CountedBody* rep = a.GetRep();
-    Handle& alias = a;
-    a = alias;
-    EXPECT_EQ(a.GetRep(), rep);
-    EXPECT_EQ(rep->GetRefCount(), 2u);
-    // Assigning another handle onto the same body is not self-assignment; the count is the same after.
-    a = b;
-    EXPECT_EQ(rep->GetRefCount(), 2u);
-}
-
 TEST(Handle, SetRepToAdoptsAFreshBodyAtCountOneAndReleasesTheOld) {
     const int before = CountedBody::alive;
     Handle h;
     auto* fresh = new CountedBody(3);
     EXPECT_EQ(fresh->GetRefCount(), 0u);
     h.SetRepTo(fresh);
-    EXPECT_EQ(h.GetRep(), fresh);
     EXPECT_EQ(fresh->GetRefCount(), 1u);
     h.SetRepTo(new CountedBody(4));
     EXPECT_EQ(CountedBody::alive, before + 1) << "the first body went with its only handle";
-    EXPECT_EQ(h.GetRep()->value, 4);
     h.SetRepTo(nullptr);
     EXPECT_TRUE(h.IsNull());
     EXPECT_EQ(CountedBody::alive, before);
 }
 
-TEST(Handle, ModifyOnASharedBodyLeavesTheOtherHandleAlone) {
+TEST(Handle, ModifyCopiesOnlyASharedBodyAndMakesOneForNull) {
     Handle a = MakeHandle(7);
     Handle b(a);
     CountedBody* old = a.GetRep();
@@ -173,14 +145,9 @@ TEST(Handle, ModifyOnASharedBodyLeavesTheOtherHandleAlone) {
     b.GetRep()->value = 8;
     EXPECT_EQ(a.GetRep()->value, 7);
     EXPECT_EQ(old->GetRefCount(), 1u) << "the old body's count is one lower";
-    EXPECT_EQ(b.GetRep()->GetRefCount(), 1u);
-    // Sole owner: Modify keeps the body.
     CountedBody* mine = b.GetRep();
     b.Modify();
-    EXPECT_EQ(b.GetRep(), mine);
-}
-
-TEST(Handle, ModifyOnANullHandleMakesADefaultBody) {
+    EXPECT_EQ(b.GetRep(), mine) << "the sole owner keeps its body";
     Handle h;
     h.Modify();
     ASSERT_FALSE(h.IsNull());
@@ -228,54 +195,31 @@ TEST(ZtRefArray, DuplicateCopiesTheElementsAndTheCount) {
 
 // ---- ZtArray and CUniqueArray --------------------------------------------------------------------
 
-TEST(ZtArray, IndexReadsOutsideTheArrayThrowOutOfRange) {
-    ZtArray<int> empty;
-    EXPECT_THROW(empty[0u], std::out_of_range);
-    EXPECT_THROW(empty.GetElementIdx(0), std::out_of_range);
+TEST(ZtArray, IndexedReadsAreCheckedAndWritesBeyondTheEndGrowWithZeros) {
     ZtArray<int> a;
-    a.AddElement(4);
-    EXPECT_EQ(a[0u], 4);
-    EXPECT_THROW(a[1u], std::out_of_range);
-    const ZtArray<int>& ca = a;
-    EXPECT_THROW(ca.GetElementIdx(1), std::out_of_range);
-    EXPECT_THROW(ca[0xFFFFFFFFu], std::out_of_range);
-}
-
-TEST(ZtArray, SetAndInsertBeyondTheEndGrowWithZeros) {
-    ZtArray<int> a;
+    EXPECT_THROW(a[0u], std::out_of_range);
     a.SetElementIdx(5, 9);
-    ASSERT_EQ(a.GetLength(), 6u);
-    for (unsigned i = 0; i < 5; ++i) EXPECT_EQ(a[i], 0);
-    EXPECT_EQ(a[5u], 9);
-    a.SetElementIdx(2, 3);
-    EXPECT_EQ(a[2u], 3);
-    EXPECT_EQ(a.GetLength(), 6u);
+    EXPECT_EQ(a, (ZtArray<int>{0, 0, 0, 0, 0, 9}));
+    EXPECT_THROW(a.GetElementIdx(6), std::out_of_range);
+    EXPECT_THROW(std::as_const(a)[0xFFFFFFFFu], std::out_of_range);
 
     ZtArray<int> b;
     b.InsertElement(3, 7);
-    ASSERT_EQ(b.GetLength(), 4u);
-    EXPECT_EQ(b[0u], 0);
-    EXPECT_EQ(b[3u], 7);
+    EXPECT_EQ(b, (ZtArray<int>{0, 0, 0, 7}));
     b.InsertElement(4, 8);  // at the length: appends
-    EXPECT_EQ(b[4u], 8);
     b.InsertElement(0, 1);  // before the first
-    EXPECT_EQ(b[0u], 1);
-    EXPECT_EQ(b[4u], 7);
-    EXPECT_EQ(b.GetLength(), 6u);
+    EXPECT_EQ(b, (ZtArray<int>{1, 0, 0, 0, 7, 8}));
 }
 
 TEST(ZtArray, FindDeleteTruncateReset) {
-    ZtArray<int> a;
-    for (int v : {5, 6, 7, 6, 8}) a.AddElement(v);
+    ZtArray<int> a{5, 6, 7, 6, 8};
     EXPECT_EQ(a.FindValue(6), 1) << "the lower of two equal elements";
     EXPECT_EQ(a.FindValue(42), -1);
-    a.DeleteElement(a.GetLength());
-    a.Truncate(a.GetLength());
+    a.DeleteElement(a.GetLength());  // out of range: ignored
     a.Truncate(100);
     EXPECT_EQ(a.GetLength(), 5u);
     a.DeleteElement(1);
     EXPECT_EQ(a, (ZtArray<int>{5, 7, 6, 8}));
-    EXPECT_EQ(a.FindValue(6), 2);
     a.Truncate(2);
     EXPECT_EQ(a, (ZtArray<int>{5, 7}));
     ZtArray<int> copy(a);

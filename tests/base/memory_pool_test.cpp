@@ -138,32 +138,6 @@ TEST(MemoryPool, ReleasingMemoryKeepsPagesStillInUse) {
     EXPECT_EQ(pool.CachedBlocks(6), 0u);
 }
 
-// Requests of one thread visit the pools of its group in turn; another thread is served by other pools.
-std::vector<unsigned> PoolsOfConsecutiveRequests(unsigned n) {
-    std::vector<void*> blocks;
-    std::vector<unsigned> pools;
-    for (unsigned i = 0; i < n; ++i) {
-        blocks.push_back(Allocate(24).block);
-        pools.push_back(CMemoryPoolManager::BlockPoolIndex(blocks.back()));
-    }
-    for (void* b : blocks) gMemoryPoolManager.ReleaseBlock(b);
-    return pools;
-}
-
-TEST(MemoryPool, ConsecutiveRequestsAreSpreadOverThePools) {
-    constexpr unsigned kGroup = CMemoryPoolManager::kPoolsPerThread;
-    const std::vector<unsigned> mine = PoolsOfConsecutiveRequests(2 * kGroup);
-    std::vector<unsigned> sorted(mine.begin(), mine.begin() + kGroup);
-    std::sort(sorted.begin(), sorted.end());
-    for (unsigned i = 0; i < kGroup; ++i) {
-        EXPECT_EQ(sorted[i], sorted[0] + i) << "one request for each pool of a group of consecutive pools";
-        EXPECT_EQ(mine[i], mine[i + kGroup]) << "the round starts again";
-    }
-    std::vector<unsigned> other;
-    std::thread([&] { other = PoolsOfConsecutiveRequests(kGroup); }).join();
-    for (unsigned p : other) EXPECT_EQ(std::count(sorted.begin(), sorted.end(), p), 0) << "pool " << p;
-}
-
 TEST(MemoryPool, ABlockReleasedOnAnotherThreadReturnsToItsOwnPool) {
     Granted g = Allocate(200);  // whole block 208: class 12
     const unsigned pool = CMemoryPoolManager::BlockPoolIndex(g.block);

@@ -363,22 +363,6 @@ TEST_F(DiskFile, LineAndCharacterOperationsOnDisk) {
     EXPECT_EQ(ScratchDir::ReadBytes(low), "\x41\xAC\x20");
 }
 
-TEST_F(DiskFile, GetWholeFileSizesTheBlobByTheFileLength) {
-    const std::string empty = Make("empty.txt", "");
-    {
-        CXFile f = OpenDiskFile(empty.c_str(), 1, XF_TEXT_CRLF, 1, XF_SHARE_NONE);
-        CBlob blob(" ", 1);
-        f.GetWholeFile(blob);
-        EXPECT_TRUE(blob.IsNull());
-    }
-    const std::string ten = Make("ten.txt", "ab\r\ncd\r\nef");
-    CXFile f = OpenDiskFile(ten.c_str(), 1, XF_TEXT_CRLF, 1, XF_SHARE_NONE);
-    CBlob blob;
-    f.GetWholeFile(blob);
-    ASSERT_EQ(blob.GetBlobSize(), 10);
-    EXPECT_EQ(std::string(blob.GetData(), 8), "ab\ncd\nef");
-}
-
 TEST_F(DiskFile, TextWritesLeaveTheLengthAsOpened) {
     const std::string path = Make("log.txt", "first\r\n");
     {

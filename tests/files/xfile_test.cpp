@@ -178,91 +178,69 @@ TEST(XFile, UniReadLnReadsUnitsInBinaryModeAndBytesInTheTextModes) {
 // ---- writing
 // ------------------------------------------------------------------------------------------------
 
-TEST(XFile, WriteLnUsesTheModesLineEnd) {
+// What each writing operation stores, mode by mode. Write(char) widens with sign extension in the Unicode
+// modes, Write(text) widens each byte to one unit without it; a unit with a high byte becomes "." in the
+// 8-bit text modes.
+TEST(XFile, EachWritingOperationStoresTheModesForm) {
     struct Row {
         XF_TEXT_MODE mode;
-        std::string writeLn, uniWriteLn, textLn, uniTextLn;
+        std::string writeLn, uniWriteLn, textLn, uniTextLn, chars, units, text, uniText;
     };
+    const auto W = [](std::u16string_view units) { return UnitBytes(units); };
     const Row rows[] = {
-        {XF_BINARY, "\n", UnitBytes(u"\n"), "hi\n", UnitBytes(u"hi\n")},
-        {XF_TEXT_CRLF, "\r\n", "\r\n", "hi\r\n", "hi\r\n"},
-        {XF_TEXT_LF, "\n", "\n", "hi\n", "hi\n"},
-        {XF_TEXT_CR, "\r", "\r", "hi\r", "hi\r"},
-        {XF_UNICODE_CRLF, UnitBytes(u"\r\n"), UnitBytes(u"\r\n"), UnitBytes(u"hi\r\n"), UnitBytes(u"hi\r\n")},
-        {XF_UNICODE_LF, UnitBytes(u"\n"), UnitBytes(u"\n"), UnitBytes(u"hi\n"), UnitBytes(u"hi\n")},
-        {XF_UNICODE_CR, UnitBytes(u"\r"), UnitBytes(u"\r"), UnitBytes(u"hi\r"), UnitBytes(u"hi\r")},
+        {XF_BINARY, "\n", W(u"\n"), "hi\n", W(u"hi\n"),
+         "\xE9"
+         "A",
+         W(u"\u20AC\u00E9"), "a\xE9\n", W(u"a\u00E9\n")},
+        {XF_TEXT_CRLF, "\r\n", "\r\n", "hi\r\n", "hi\r\n",
+         "\xE9"
+         "A",
+         ".\xE9", "a\xE9\r\n", "a\xE9\r\n"},
+        {XF_TEXT_LF, "\n", "\n", "hi\n", "hi\n",
+         "\xE9"
+         "A",
+         ".\xE9", "a\xE9\n", "a\xE9\n"},
+        {XF_TEXT_CR, "\r", "\r", "hi\r", "hi\r",
+         "\xE9"
+         "A",
+         ".\xE9", "a\xE9\r", "a\xE9\r"},
+        {XF_UNICODE_CRLF, W(u"\r\n"), W(u"\r\n"), W(u"hi\r\n"), W(u"hi\r\n"),
+         W(u"\xFFE9"
+           u"A"),
+         W(u"\u20AC\u00E9"), W(u"a\u00E9\r\n"), W(u"a\u00E9\r\n")},
+        {XF_UNICODE_LF, W(u"\n"), W(u"\n"), W(u"hi\n"), W(u"hi\n"),
+         W(u"\xFFE9"
+           u"A"),
+         W(u"\u20AC\u00E9"), W(u"a\u00E9\n"), W(u"a\u00E9\n")},
+        {XF_UNICODE_CR, W(u"\r"), W(u"\r"), W(u"hi\r"), W(u"hi\r"),
+         W(u"\xFFE9"
+           u"A"),
+         W(u"\u20AC\u00E9"), W(u"a\u00E9\r"), W(u"a\u00E9\r")},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(testing::Message() << "mode " << r.mode);
-        CXFile a = CreateMemoryFile(r.mode), b = CreateMemoryFile(r.mode), c = CreateMemoryFile(r.mode),
-               d = CreateMemoryFile(r.mode);
-        a.WriteLn();
-        b.UniWriteLn();
-        c.WriteLn(CStr("hi"));
-        d.UniWriteLn(CUniStr(u"hi"));
-        EXPECT_EQ(Stored(a), r.writeLn);
-        EXPECT_EQ(Stored(b), r.uniWriteLn);
-        EXPECT_EQ(Stored(c), r.textLn);
-        EXPECT_EQ(Stored(d), r.uniTextLn);
-    }
-}
-
-TEST(XFile, WriteCharIsSignExtendedInTheUnicodeModes) {
-    for (XF_TEXT_MODE mode : kAllModes) {
-        SCOPED_TRACE(testing::Message() << "mode " << mode);
-        CXFile f = CreateMemoryFile(mode);
-        f.Write(static_cast<char>(0xE9));
-        f.Write('A');
-        if (IsUnicodeMode(mode))
-            EXPECT_EQ(Stored(f), UnitBytes(u"\xFFE9"
-                                           u"A"));
-        else
-            EXPECT_EQ(Stored(f),
-                      "\xE9"
-                      "A");
+        const auto stored = [&](auto write) {
+            CXFile f = CreateMemoryFile(r.mode);
+            write(f);
+            return Stored(f);
+        };
+        EXPECT_EQ(stored([](CXFile& f) { f.WriteLn(); }), r.writeLn);
+        EXPECT_EQ(stored([](CXFile& f) { f.UniWriteLn(); }), r.uniWriteLn);
+        EXPECT_EQ(stored([](CXFile& f) { f.WriteLn(CStr("hi")); }), r.textLn);
+        EXPECT_EQ(stored([](CXFile& f) { f.UniWriteLn(CUniStr(u"hi")); }), r.uniTextLn);
+        EXPECT_EQ(stored([](CXFile& f) { f.Write(static_cast<char>(0xE9)), f.Write('A'); }), r.chars);
+        EXPECT_EQ(stored([](CXFile& f) {
+                      f.UniWrite(static_cast<unsigned short>(0x20AC)),
+                          f.UniWrite(static_cast<unsigned short>(0x00E9));
+                  }),
+                  r.units);
+        EXPECT_EQ(stored([](CXFile& f) { f.Write(CStr("a\xE9\n")), f.Write(CStr()), f.UniWrite(CUniStr()); }),
+                  r.text);
+        EXPECT_EQ(stored([](CXFile& f) { f.UniWrite(CUniStr(u"a\u00E9\n")); }), r.uniText);
     }
     CXFile f = CreateMemoryFile(XF_UNICODE_CRLF);
     f.Write('\n');
-    EXPECT_EQ(Stored(f), UnitBytes(u"\r\n"));
-}
-
-TEST(XFile, UniWriteOfAUnitWithAHighByteIsADotInTheEightBitTextModes) {
-    for (XF_TEXT_MODE mode : kAllModes) {
-        SCOPED_TRACE(testing::Message() << "mode " << mode);
-        CXFile f = CreateMemoryFile(mode);
-        f.UniWrite(static_cast<unsigned short>(0x20AC));
-        f.UniWrite(static_cast<unsigned short>(0x00E9));
-        if (mode == XF_BINARY || IsUnicodeMode(mode))
-            EXPECT_EQ(Stored(f), UnitBytes(u"\u20AC\u00E9"));
-        else
-            EXPECT_EQ(Stored(f), ".\xE9");
-    }
-}
-
-TEST(XFile, WriteOfTextWidensEachByteToOneUnit) {
-    const CStr text("a\xE9\n");
-    for (XF_TEXT_MODE mode : kAllModes) {
-        SCOPED_TRACE(testing::Message() << "mode " << mode);
-        CXFile f = CreateMemoryFile(mode);
-        f.Write(text);
-        f.Write(CStr());
-        f.UniWrite(CUniStr());
-        const std::string expected[] = {"a\xE9\n",
-                                        "a\xE9\r\n",
-                                        "a\xE9\n",
-                                        "a\xE9\r",
-                                        UnitBytes(u"a\u00E9\r\n"),
-                                        UnitBytes(u"a\u00E9\n"),
-                                        UnitBytes(u"a\u00E9\r")};
-        EXPECT_EQ(Stored(f), expected[mode]) << "no sign extension here, unlike Write(char)";
-
-        CXFile g = CreateMemoryFile(mode);
-        g.UniWrite(CUniStr(u"a\u00E9\n"));
-        if (mode == XF_BINARY)
-            EXPECT_EQ(Stored(g), UnitBytes(u"a\u00E9\n"));
-        else
-            EXPECT_EQ(Stored(g), expected[mode]);
-    }
+    EXPECT_EQ(Stored(f), UnitBytes(u"\r\n")) << "a line feed character is translated like a line end";
 }
 
 // ---- whole files and strings

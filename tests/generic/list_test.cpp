@@ -20,21 +20,11 @@ namespace {
 
 using namespace generic_support;
 
-CGeneric Read(const char16_t* text) {
-    return CGeneric::CreateFromString(CUniStr(text));
-}
 CGenericList ReadList(const char16_t* text) {
     return static_cast<CGenericList>(Read(text));
 }
-std::string Text(const CGeneric& g) {
-    return Utf8(g.GetString());
-}
 std::string Text(const CGenericList& l) {
     return Utf8(l.GetString());
-}
-
-void PutU32(std::vector<unsigned char>& out, unsigned v) {
-    for (int i = 0; i < 4; ++i) out.push_back(static_cast<unsigned char>(v >> (8 * i)));
 }
 
 }  // namespace
@@ -259,83 +249,6 @@ TEST(GenericList, PrettyPrintBreaksLongListsAndReadsBack) {
               "    . phi\n"
               ")");
     EXPECT_TRUE(CGeneric::CreateFromString(longList.GetPrettyPrint()) == longList);
-}
-
-TEST(GenericList, StoreAndLoadRoundTrip) {
-    for (const char16_t* text : {u"(a b c)", u"(a () b)", u"(a . b)", u"((a b) c)", u"(1 (2 . 3) . \"x\")",
-                                 u"(())", u"([1, 2] {k=(a . b)} . _v)", u"((((deep))))"}) {
-        const CGeneric value = Read(text);
-        const CGeneric loaded = StoreAndLoad(value);
-        // A variable has no binary form: it loads as null.
-        std::string expected = Text(value);
-        if (expected == "([1,2] {k=(a . b)} . _v)") expected = "([1,2] {k=(a . b)})";
-        // A pair of two nulls is what an empty list loads as: the null value.
-        if (expected == "(())") expected = "";
-        EXPECT_EQ(Text(loaded), expected);
-    }
-    EXPECT_TRUE(StoreAndLoad(Read(u"(a b c)")) == Read(u"(a b c)"));
-}
-
-TEST(GenericList, BinaryFormIsCountThenElements) {
-    std::vector<unsigned char> bytes;
-    StoreAndLoad(Read(u"(1 2)"), &bytes);
-    std::vector<unsigned char> expected;
-    PutU32(expected, 7);
-    PutU32(expected, 2);
-    for (double d : {1.0, 2.0}) {
-        PutU32(expected, 3);
-        unsigned long long bits;
-        std::memcpy(&bits, &d, 8);
-        for (int i = 0; i < 8; ++i) expected.push_back(static_cast<unsigned char>(bits >> (8 * i)));
-    }
-    EXPECT_EQ(bytes, expected);
-
-    // A null element is the kind code 0; a dotted end sets bit 31 of the count and follows the elements.
-    StoreAndLoad(Read(u"(() . 1)"), &bytes);
-    ASSERT_EQ(bytes.size(), 4u + 4 + 4 + 12);
-    EXPECT_EQ(bytes[4] | bytes[5] << 8 | bytes[6] << 16 | unsigned(bytes[7]) << 24, 0x80000001u);
-    EXPECT_EQ(bytes[8] | bytes[9] | bytes[10] | bytes[11], 0);
-
-    // Storing the empty list writes nothing; a stored count of 0 loads as the null value.
-    CXFile f = gFileSystem.CreateRamFile(XF_BINARY);
-    CGenericList() >> f;
-    EXPECT_EQ(f.GetFileLength(), 0);
-    std::vector<unsigned char> zero;
-    PutU32(zero, 7);
-    PutU32(zero, 0);
-    CGeneric g = Read(u"x");
-    g << FileOf(zero);
-    EXPECT_TRUE(g.IsNull());
-}
-
-TEST(GenericList, LoadRefusesCountsTheFileCannotHoldAndEndlessNesting) {
-    std::vector<unsigned char> huge;
-    PutU32(huge, 7);
-    PutU32(huge, 0x7FFFFFFF);
-    PutU32(huge, 3);
-    CGeneric g;
-    ExpectError([&] { g << FileOf(huge); }, 11001, "Read operation failed");
-
-    std::vector<unsigned char> shortFile;
-    PutU32(shortFile, 7);
-    PutU32(shortFile, 2);
-    PutU32(shortFile, 0);
-    ExpectError([&] { g << FileOf(shortFile); }, 11001, "Read operation failed");
-
-    // Each level is a list of one element: the next level.
-    auto nested = [](unsigned levels) {
-        std::vector<unsigned char> bytes;
-        for (unsigned i = 0; i < levels; ++i) {
-            PutU32(bytes, 7);
-            PutU32(bytes, 1);
-        }
-        PutU32(bytes, 3);
-        for (int i = 0; i < 8; ++i) bytes.push_back(0);
-        return bytes;
-    };
-    g << FileOf(nested(500));
-    EXPECT_EQ(g.GetType(), eGenericList);
-    ExpectError([&] { g << FileOf(nested(200000)); }, 11001, "Read operation failed");
 }
 
 namespace {

@@ -14,15 +14,15 @@
 #include <string>
 #include <vector>
 
+#include "generic_support.h"
 #include "scratch_dir.h"
 
 using namespace ZtBase;
 
 namespace {
 
-std::string Utf8(const CUniStr& s) {
-    return s.ToUtf8();
-}
+using namespace generic_support;
+
 CUniStr U(const std::u16string& s) {
     CUniStr out;
     for (char16_t c : s) out += static_cast<unsigned short>(c);
@@ -30,9 +30,6 @@ CUniStr U(const std::u16string& s) {
 }
 CGeneric Read(const std::u16string& text) {
     return CGeneric::CreateFromString(U(text));
-}
-std::string Text(const CGeneric& g) {
-    return Utf8(g.GetString());
 }
 double Number(const CGeneric& g) {
     return static_cast<double>(static_cast<CGenericNumber>(g));

@@ -198,41 +198,6 @@ TEST(GenericNumber, OrderMatchesDoublesOnRandomValues) {
     }
 }
 
-TEST(GenericNumber, BinaryFormIsTheCodeAndALittleEndianDouble) {
-    CXFile f = RamFile();
-    CGeneric(1.5) >> f;
-    CGenericNumber(-2) >> f;
-    CGenericNumber() >> f;  // a null value writes nothing
-    const std::vector<unsigned char> expected = {3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F,
-                                                 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,    0xC0};
-    EXPECT_EQ(Bytes(f), expected);
-    const CGeneric a = Load(f), b = Load(f);
-    EXPECT_EQ(a.GetType(), eGenericNumber);
-    EXPECT_EQ(double(CGenericNumber(a)), 1.5);
-    EXPECT_EQ(double(CGenericNumber(b)), -2.0);
-    EXPECT_EQ(f.GetFilePosition(), 24);
-
-    for (double v : {std::numeric_limits<double>::infinity(), -0.0, 4.9406564584124654e-324, 0.1}) {
-        CXFile g = RamFile();
-        CGenericNumber(v) >> g;
-        g.Seek(0);
-        const double back = double(CGenericNumber(Load(g)));
-        EXPECT_EQ(std::signbit(back), std::signbit(v));
-        EXPECT_EQ(back, v);
-    }
-}
-
-TEST(GenericNumber, TruncatedPayloadRaisesReadFailed) {
-    for (std::size_t keep = 4; keep < 12; ++keep) {
-        std::vector<unsigned char> bytes = {3, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8};
-        bytes.resize(keep);
-        const CXFile f = FileOf(bytes);
-        ExpectError([&] { Load(f); }, 11001, "Read operation failed");
-    }
-    const CXFile empty = FileOf({});
-    ExpectError([&] { Load(empty); }, 11001, "Read operation failed");
-}
-
 // ---- strings ------------------------------------------------------------------------------------------
 
 TEST(GenericString, TextFormQuotesAndEscapesBackslashThenQuote) {
@@ -302,49 +267,6 @@ TEST(GenericString, OrderIsByCodeUnitMatchingU16StringOnRandomTexts) {
     }
 }
 
-TEST(GenericString, BinaryFormIsAByteCountAndTheUnits) {
-    const CGenericString s(u"a\"\u4e2d");
-    CXFile f = RamFile();
-    s >> f;
-    CGenericString(u"") >> f;
-    const std::vector<unsigned char> expected = {2, 0,    0,    0, 6, 0, 0, 0, 'a', 0, '"',
-                                                 0, 0x2D, 0x4E, 2, 0, 0, 0, 0, 0,   0, 0};
-    EXPECT_EQ(Bytes(f), expected) << "4 + 4 + 2n bytes per string";
-    const CGeneric back = Load(f), empty = Load(f);
-    EXPECT_EQ(back.GetType(), eGenericString);
-    EXPECT_TRUE(back == CGeneric(s));
-    EXPECT_EQ(U16(CUniStr(CGenericString(back))), u"a\"\u4e2d");
-    EXPECT_EQ(empty.GetType(), eGenericString);
-    EXPECT_EQ(U16(CUniStr(CGenericString(empty))), u"");
-
-    std::u16string long_text(5000, u'\u0100');
-    CXFile g = RamFile();
-    CGenericString(long_text.c_str()) >> g;
-    EXPECT_EQ(g.GetFileLength(), 8 + 2 * 5000);
-    g.Seek(0);
-    EXPECT_EQ(U16(CUniStr(CGenericString(Load(g)))), long_text);
-}
-
-TEST(GenericString, BadBinaryInputRaisesReadFailedBeforeAllocating) {
-    // A count far larger than the file is refused at once (no attempt to allocate four gigabytes).
-    ExpectError(
-        [] {
-            Load(FileOf({2, 0, 0, 0, 0xF0, 0xFF, 0xFF, 0xFF, 'a', 0}));
-        },
-        11001, "Read operation failed");
-    // A count just one unit beyond what remains.
-    ExpectError(
-        [] {
-            Load(FileOf({2, 0, 0, 0, 6, 0, 0, 0, 'a', 0, 'b', 0}));
-        },
-        11001, "Read operation failed");
-    // The count itself cut short.
-    ExpectError([] { Load(FileOf({2, 0, 0, 0, 6, 0})); }, 11001, "Read operation failed");
-    // An exact fit loads.
-    const CGeneric g = Load(FileOf({2, 0, 0, 0, 4, 0, 0, 0, 'a', 0, 'b', 0}));
-    EXPECT_EQ(U16(CUniStr(CGenericString(g))), u"ab");
-}
-
 // ---- variables ----------------------------------------------------------------------------------------
 
 TEST(GenericVariable, NameIsItsTextAndSetNameCopiesASharedBody) {
@@ -363,21 +285,6 @@ TEST(GenericVariable, NameIsItsTextAndSetNameCopiesASharedBody) {
     EXPECT_TRUE(CGeneric(CGenericVariable(u"_a")) == CGeneric(CGenericVariable(u"_a")));
     EXPECT_TRUE(CGeneric(CGenericVariable(u"_a")) < CGeneric(CGenericVariable(u"_b")));
     EXPECT_FALSE(CGeneric(CGenericVariable(u"_a")) == CGeneric(CGenericString(u"_a")));
-}
-
-TEST(GenericVariable, StoresOnlyItsCodeAndLoadsAsNull) {
-    CXFile f = RamFile();
-    CGenericVariable(u"_x") >> f;
-    CGeneric(7) >> f;
-    const std::vector<unsigned char> bytes = Bytes(f);
-    ASSERT_EQ(bytes.size(), 16u);
-    EXPECT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.begin() + 4),
-              (std::vector<unsigned char>{8, 0, 0, 0}));
-    CGeneric g(1);
-    g << f;
-    EXPECT_TRUE(g.IsNull());
-    EXPECT_EQ(f.GetFilePosition(), 4) << "nothing is read behind the code";
-    EXPECT_EQ(double(CGenericNumber(Load(f))), 7.0) << "the next value follows at once";
 }
 
 // ---- across kinds -------------------------------------------------------------------------------------

@@ -5,8 +5,12 @@
 #include <gtest/gtest.h>
 #include <ztbase/ztbase.h>
 
+#include <atomic>
+#include <initializer_list>
 #include <string>
 #include <vector>
+
+#include "expect_error.h"
 
 namespace generic_support {
 
@@ -14,6 +18,40 @@ using namespace ZtBase;
 
 inline std::string Utf8(const CUniStr& s) {
     return s.ToUtf8();
+}
+
+// Each unit narrowed to its low byte (the texts of these tests are 8-bit).
+inline std::string Narrow(const CUniStr& s) {
+    std::string out;
+    for (unsigned short c : s) out += static_cast<char>(c);
+    return out;
+}
+
+inline CGeneric Read(const char16_t* text) {
+    return CGeneric::CreateFromString(CUniStr(text));
+}
+inline std::string Text(const CGeneric& g) {
+    return Utf8(g.GetString());
+}
+inline CGeneric Num(double v) {
+    return CGeneric(v);
+}
+inline CGeneric Str(const char16_t* text) {
+    return CGenericString(text);
+}
+inline CGeneric Sym(const char* text) {
+    return CSymbol(text);
+}
+inline CGenericSet SetOf(std::initializer_list<CGeneric> values) {
+    CGenericSet s = MakeSet();
+    for (const CGeneric& v : values) s.Add(v);
+    return s;
+}
+
+// A symbol whose text no other test has interned, so that its number is larger than any made before.
+inline CSymbol FreshSymbol(const std::string& stem) {
+    static std::atomic<int> counter{0};
+    return CSymbol((stem + "_" + std::to_string(counter++)).c_str());
 }
 
 inline CXFile RamFile() {
@@ -44,6 +82,14 @@ inline CGeneric Load(const CXFile& f) {
     return g;
 }
 
+// A memory file holding value's binary form, positioned at its start.
+inline CXFile StoreAndRewind(const CGeneric& value) {
+    CXFile f = RamFile();
+    value >> f;
+    f.Seek(0);
+    return f;
+}
+
 // Stores value, loads it back and checks that loading read every stored byte.
 inline CGeneric StoreAndLoad(const CGeneric& value, std::vector<unsigned char>* bytes = nullptr) {
     CXFile f = RamFile();
@@ -55,15 +101,6 @@ inline CGeneric StoreAndLoad(const CGeneric& value, std::vector<unsigned char>* 
     return loaded;
 }
 
-template <class F>
-void ExpectError(F&& f, unsigned code, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing was raised, expected " << message;
-    } catch (const CZtSimpleException& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), code);
-        EXPECT_EQ(Utf8(e.GetErrorString(0)), message);
-    }
-}
+using test_support::ExpectError;
 
 }  // namespace generic_support
