@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "expect_error.h"
 #include "scratch_dir.h"
 
 using namespace ZtBase;
@@ -22,23 +23,7 @@ namespace {
 constexpr unsigned kWrongState = 10009;
 constexpr unsigned kIO = 11001;
 
-std::string Message(const CZtException& e) {
-    return CUniStr(e.GetErrorString(0)).ToUtf8();
-}
-
-// Runs f and checks that it raises exactly the exception class E with the code and message.
-template <class E, class F>
-void ExpectError(F&& f, unsigned code, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "no exception, expected " << message;
-    } catch (const E& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), code);
-        EXPECT_EQ(Message(e), message);
-    } catch (const CZtException& e) {
-        ADD_FAILURE() << "another exception class: " << Message(e);
-    }
-}
+using test_support::ExpectError;
 
 std::string ReadAll(const CXFile& f, unsigned max = 1u << 20) {
     std::string out(max, '\0');
@@ -306,46 +291,16 @@ TEST_F(DiskFile, TranslationInEveryModeBothWays) {
     }
 }
 
-TEST_F(DiskFile, LineAndCharacterOperationsOnDisk) {
-    // Mode 1: "a", LF is stored as a, CR, LF and read back as a, LF.
-    const std::string crlf = dir / "crlf.txt";
-    {
-        CXFile f = CreateDiskFile(crlf.c_str(), 1, XF_TEXT_CRLF);
-        f.Write('a');
-        f.WriteLn();
-        f.UniWrite(static_cast<unsigned short>(0x20AC));  // a unit with a high byte is written as "."
-        f.WriteLn(CStr("end"));
-    }
-    EXPECT_EQ(ScratchDir::ReadBytes(crlf), "a\r\n.end\r\n");
-    {
-        CXFile f = OpenDiskFile(crlf.c_str(), 1, XF_TEXT_CRLF, 1, XF_SHARE_NONE);
-        EXPECT_EQ(f.GetChar(), 'a');
-        EXPECT_EQ(f.GetChar(), '\n');
-        CStr line;
-        EXPECT_TRUE(f.ReadLn(line));
-        EXPECT_STREQ(line.c_str(), ".end");
-        EXPECT_FALSE(f.ReadLn(line));
-    }
-    // Binary mode keeps the CR before the LF; the last line without LF gives false and keeps its text.
-    const std::string bin = Make("bin.txt", "ab\r\nlast");
-    {
-        CXFile f = OpenDiskFile(bin.c_str(), 1, XF_BINARY, 1, XF_SHARE_NONE);
-        CStr line;
-        EXPECT_TRUE(f.ReadLn(line));
-        EXPECT_STREQ(line.c_str(), "ab\r");
-        EXPECT_FALSE(f.ReadLn(line));
-        EXPECT_STREQ(line.c_str(), "last");
-    }
-    // Write(char) of 0xE9 on a Unicode file writes the unit 0xFFE9; units are little-endian.
+// The line operations are the base body's (tested on memory files); on disk, Unicode modes pass through
+// byte for byte and PutChar writes the low byte.
+TEST_F(DiskFile, CharactersOnDisk) {
     const std::string uni = dir / "uni.txt";
     {
         CXFile f = CreateDiskFile(uni.c_str(), 1, XF_UNICODE_LF);
-        f.Write(static_cast<char>(0xE9));
+        f.Write(static_cast<char>(0xE9));  // the unit 0xFFE9, little-endian
         f.UniWriteLn(CUniStr("hi"));
     }
-    EXPECT_EQ(ScratchDir::ReadBytes(uni), std::string("\xE9\xFF"
-                                                      "h\0i\0\n\0",
-                                                      8));
+    EXPECT_EQ(ScratchDir::ReadBytes(uni), std::string("\xE9\xFFh\0i\0\n\0", 8));
     {
         CXFile f = OpenDiskFile(uni.c_str(), 1, XF_UNICODE_LF, 1, XF_SHARE_NONE);
         EXPECT_EQ(f.UniGetChar(), 0xFFE9);
@@ -353,11 +308,10 @@ TEST_F(DiskFile, LineAndCharacterOperationsOnDisk) {
         EXPECT_TRUE(f.UniReadLn(line));
         EXPECT_EQ(line.ToUtf8(), "hi");
     }
-    // PutChar on the buffered kind writes the low byte and returns the character given.
     const std::string low = dir / "low.bin";
     {
         CXFile f = CreateDiskFile(low.c_str(), 1, XF_BINARY);
-        EXPECT_EQ(f.PutChar(0x141), 0x141);
+        EXPECT_EQ(f.PutChar(0x141), 0x141);  // returns the character given
         EXPECT_EQ(f.UniPutChar(0x20AC), 0x20AC);
     }
     EXPECT_EQ(ScratchDir::ReadBytes(low), "\x41\xAC\x20");

@@ -69,6 +69,7 @@ TEST(CXFileNameParse, EveryMoveOfTheStateMachine) {
         {"?", true, 0, "", false, true, {}, "?", ""},
         Bad("|a"), Bad(":x"), Bad(";"), Bad("\001a"),
         // 1 after one separator: separator -> 2; file letter or meta -> rooted, 6; else invalid.
+        {"C:\\data\\x.txt", true, 1, "C:", true, false, {"data"}, "x.txt", "C:\\data\\x.txt"},
         {"\\dir\\a.txt", true, 0, "", true, false, {"dir"}, "a.txt", "\\dir\\a.txt"},
         {"\\*.c", true, 0, "", true, true, {}, "*.c", "\\*.c"},
         Bad("\\|x"), Bad("\\:"),
@@ -117,23 +118,6 @@ TEST(CXFileNameParse, EndStates) {
         {"C:\\", true, 1, "C:", true, true, {}, "*", "C:\\*"},                // 6
         {"dir\\", true, 0, "", false, true, {"dir"}, "*", ""},                // 6
         {"x.txt", true, 0, "", false, false, {}, "x.txt", ""},                // 7
-    };
-    // clang-format on
-    for (const ParseCase& c : cases) ExpectParse(c);
-}
-
-TEST(CXFileNameParse, DocumentedExamples) {
-    // clang-format off
-    const std::vector<ParseCase> cases = {
-        {"C:\\data\\x.txt", true, 1, "C:", true, false, {"data"}, "x.txt", "C:\\data\\x.txt"},
-        {"\\\\srv\\share\\a", true, 2, "\\\\srv\\share", false, false, {}, "a", "\\\\srv\\share\\a"},
-        Bad("\\\\\\x"), Bad("\\\\srv"),
-        {"\\\\srv\\share", true, 2, "\\\\srv\\share", false, true, {}, "*", "\\\\srv\\share\\*"},
-        {"C:", true, 1, "C:", false, true, {}, "*", "C:*"},
-        {"C:x", true, 1, "C:", false, false, {}, "x", "C:x"},
-        Bad("dir*\\x"),
-        {"dir\\x*", true, 0, "", false, true, {"dir"}, "x*", ""},
-        Bad("a|b"),
     };
     // clang-format on
     for (const ParseCase& c : cases) ExpectParse(c);
@@ -289,76 +273,49 @@ TEST(CXFileNameExtension, GetAndSet) {
     EXPECT_FALSE(g.IsValid());
 }
 
-TEST(CXFileNameCombine, RelativeNameTakesTheDefaultPath) {
-    CXFileName f{CStr("sub\\a.txt")};
-    EXPECT_EQ(T(f.GetCompleteFileName()), "");
-    f.CombineDefaultPath(CXFileName(CStr("C:\\base\\x\\")));
-    EXPECT_EQ(f.GetKind(), 1);
-    EXPECT_EQ(T(f.GetDrive()), "C:");
-    EXPECT_TRUE(f.IsRooted());
-    EXPECT_EQ(Dirs(f), (std::vector<std::string>{"base", "x", "sub"}));
-    EXPECT_EQ(T(f.GetCompleteFileName()), "C:\\base\\x\\sub\\a.txt");
-
-    CXFileName p{CStr("a.txt")};
-    p.CombineDefaultPath(CXFileName(CStr("/tmp/work/")));
-    EXPECT_EQ(p.GetKind(), 0);
-    EXPECT_TRUE(p.IsRooted());
-    EXPECT_EQ(T(p.GetCompleteFileName()), "\\tmp\\work\\a.txt");
-    EXPECT_EQ(T(CXFileName::ToNativePath(p.GetCompleteFileName())), "/tmp/work/a.txt");
-
-    CXFileName n{CStr("d\\a")};
-    ASSERT_FALSE(n.IsValid());  // one-letter first directory
-    CXFileName net{CStr("dd\\a")};
-    net.CombineDefaultPath(CXFileName(CStr("\\\\srv\\share\\e")));  // the default's file name is ignored
-    EXPECT_EQ(net.GetKind(), 2);
-    EXPECT_EQ(T(net.GetCompleteFileName()), "\\\\srv\\share\\dd\\a");
-
-    // A relative default leaves the name relative, with both sets of directories.
-    CXFileName r{CStr("x")};
-    r.CombineDefaultPath(CXFileName(CStr("base\\")));
-    EXPECT_FALSE(r.IsRooted());
-    EXPECT_EQ(T(r.GetCompleteFileName()), "");
-    EXPECT_EQ(T(r.GetFileName()), "base\\x");
-}
-
-TEST(CXFileNameCombine, RootedNameTakesOnlyTheDrive) {
-    CXFileName f{CStr("\\etc\\x")};
-    f.CombineDefaultPath(CXFileName(CStr("C:\\base\\")));
-    EXPECT_EQ(T(f.GetCompleteFileName()), "C:\\etc\\x");
-    CXFileName g{CStr("/etc/x")};
-    g.CombineDefaultPath(CXFileName(CStr("/tmp/work/")));
-    EXPECT_EQ(T(g.GetCompleteFileName()), "\\etc\\x");
-}
-
-TEST(CXFileNameCombine, DriveNames) {
-    CXFileName f{CStr("c:x")};
-    f.CombineDefaultPath(CXFileName(CStr("C:\\base\\")));
-    EXPECT_EQ(T(f.GetCompleteFileName()), "c:\\base\\x");
-    CXFileName g{CStr("C:x")};
-    g.CombineDefaultPath(CXFileName(CStr("D:\\base\\")));
-    EXPECT_EQ(T(g.GetCompleteFileName()), "C:x");
-    CXFileName h{CStr("C:\\a\\x")};
-    h.CombineDefaultPath(CXFileName(CStr("C:\\base\\")));
-    EXPECT_EQ(T(h.GetCompleteFileName()), "C:\\a\\x");
-    CXFileName i{CStr("\\\\srv\\share\\a")};
-    i.CombineDefaultPath(CXFileName(CStr("C:\\base\\")));
-    EXPECT_EQ(T(i.GetCompleteFileName()), "\\\\srv\\share\\a");
-}
-
-TEST(CXFileNameCombine, PrefixedKindsAndInvalidDefaultsChangeNothing) {
-    for (const char* name : {"HTTP://h/p", "FTP://h/p", "SOCKET:h:1", "TTPIPE:p"}) {
-        CXFileName f{CStr(name)};
-        const std::string before = T(f.GetFileName());
-        f.CombineDefaultPath(CXFileName(CStr("C:\\base\\")));
-        EXPECT_EQ(T(f.GetFileName()), before) << name;
-        EXPECT_TRUE(f.GetDirectories().size() <= 1) << name;
+// A default path completes what the name leaves out: a relative name takes its drive (or root) and
+// directories, a rooted one only its drive; names with their own drive or of other kinds keep theirs.
+TEST(CXFileNameCombine, TheDefaultSuppliesWhatTheNameLeavesOut) {
+    const struct {
+        const char* name;
+        const char* defaultPath;
+        int kind;
+        bool rooted;
+        const char* complete;
+        const char* fileName;
+    } cases[] = {
+        {"sub\\a.txt", "C:\\base\\x\\", 1, true, "C:\\base\\x\\sub\\a.txt", "C:\\base\\x\\sub\\a.txt"},
+        {"a.txt", "/tmp/work/", 0, true, "\\tmp\\work\\a.txt", "\\tmp\\work\\a.txt"},
+        {"dd\\a", "\\\\srv\\share\\e", 2, false, "\\\\srv\\share\\dd\\a",
+         "\\\\srv\\share\\dd\\a"},                 // e ignored
+        {"x", "base\\", 0, false, "", "base\\x"},  // a relative default leaves the name relative
+        {"\\etc\\x", "C:\\base\\", 1, true, "C:\\etc\\x", "C:\\etc\\x"},
+        {"/etc/x", "/tmp/work/", 0, true, "\\etc\\x", "\\etc\\x"},
+        {"c:x", "C:\\base\\", 1, true, "c:\\base\\x", "c:\\base\\x"},  // the same drive in either case
+        {"C:x", "D:\\base\\", 1, false, "C:x", "C:x"},
+        {"C:\\a\\x", "C:\\base\\", 1, true, "C:\\a\\x", "C:\\a\\x"},
+        {"\\\\srv\\share\\a", "C:\\base\\", 2, false, "\\\\srv\\share\\a", "\\\\srv\\share\\a"},
+        {"HTTP://h/p", "C:\\base\\", 4, false, "http://h/p", "http://h/p"},
+        {"FTP://h/p", "C:\\base\\", 5, false, "ftp://h/p", "ftp://h/p"},
+        {"SOCKET:h:1", "C:\\base\\", 6, false, "socket:h:1", "socket:h:1"},
+        {"TTPIPE:p", "C:\\base\\", 7, false, "", "p"},
+        {"sub\\a", "C:\\b*\\x", 0, false, "", "sub\\a"},  // an invalid default changes nothing
+        {"sub\\a", "HTTP://h/", 0, false, "", "sub\\a"},
+        {"sub\\a", "", 0, false, "", "sub\\a"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + " with " + c.defaultPath);
+        CXFileName f{CStr(c.name)};
+        ASSERT_TRUE(f.IsValid());
+        f.CombineDefaultPath(c.defaultPath[0] ? CXFileName(CStr(c.defaultPath)) : CXFileName());
+        EXPECT_EQ(f.GetKind(), c.kind);
+        EXPECT_EQ(f.IsRooted(), c.rooted ? 1 : 0);
+        EXPECT_EQ(T(f.GetCompleteFileName()), c.complete);
+        EXPECT_EQ(T(f.GetFileName()), c.fileName);
     }
-    CXFileName f{CStr("sub\\a")};
-    f.CombineDefaultPath(CXFileName(CStr("C:\\b*\\x")));  // invalid
-    f.CombineDefaultPath(CXFileName(CStr("HTTP://h/")));
-    f.CombineDefaultPath(CXFileName());
-    EXPECT_EQ(f.GetKind(), 0);
-    EXPECT_EQ(T(f.GetFileName()), "sub\\a");
+    CXFileName f{CStr("sub\\a.txt")};
+    f.CombineDefaultPath(CXFileName(CStr("C:\\base\\x\\")));
+    EXPECT_EQ(Dirs(f), (std::vector<std::string>{"base", "x", "sub"}));
 }
 
 TEST(CXFileNameNative, ToAndFromNativePaths) {

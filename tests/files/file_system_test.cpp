@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "expect_error.h"
 #include "scratch_dir.h"
 
 using namespace ZtBase;
@@ -21,13 +22,7 @@ std::string Text(const CXFile& f) {
 
 template <class F>
 void ExpectXFileError(F&& f, unsigned code, const std::string& message) {
-    try {
-        f();
-        ADD_FAILURE() << "no exception, expected " << message;
-    } catch (const CZtXFileException& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), code);
-        EXPECT_EQ(CUniStr(e.GetErrorString(0)).ToUtf8(), message);
-    }
+    test_support::ExpectError<CZtXFileException>(f, code, message);
 }
 
 class FileSystem : public testing::Test {

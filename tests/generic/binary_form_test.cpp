@@ -31,7 +31,8 @@ struct Record {
     }
     Record& units(std::u16string_view text) {  // the byte count, then the 16-bit units
         u32(static_cast<unsigned>(2 * text.size()));
-        for (char16_t c : text) bytes.push_back(c & 0xFF), bytes.push_back(static_cast<unsigned char>(c >> 8));
+        for (char16_t c : text)
+            bytes.push_back(c & 0xFF), bytes.push_back(static_cast<unsigned char>(c >> 8));
         return *this;
     }
     Record& number(double d) { return u32(3).f64(d); }
@@ -118,8 +119,11 @@ TEST(BinaryForm, StoredValuesLoadAsTheyWere) {
         const char16_t* value;
         const char16_t* loads;
     } cases[] = {
-        {u"(a b c)", u"(a b c)"}, {u"(a () b)", u"(a () b)"}, {u"((a b) c)", u"((a b) c)"},
-        {u"(1 (2 . 3) . \"x\")", u"(1 (2 . 3) . \"x\")"}, {u"((((deep))))", u"((((deep))))"},
+        {u"(a b c)", u"(a b c)"},
+        {u"(a () b)", u"(a () b)"},
+        {u"((a b) c)", u"((a b) c)"},
+        {u"(1 (2 . 3) . \"x\")", u"(1 (2 . 3) . \"x\")"},
+        {u"((((deep))))", u"((((deep))))"},
         {u"(())", u""},  // a pair of two nulls is what an empty list loads as: null
         {u"([1, 2] {binKeyK=(a . b)} . _v)", u"([1,2] {binKeyK=(a . b)})"},  // a variable has no binary form
         {u"[\"text\", binSym, -3, [9]]", u"[-3,[9],\"text\",binSym]"},
@@ -150,10 +154,13 @@ TEST(BinaryForm, CountsTheFileCannotHoldAreRefusedBeforeAnythingIsRead) {
         unsigned code;
         const char* message;
     } cases[] = {
-        {"a string of four gigabytes", Record().u32(2).u32(0xFFFFFFF0u).u32('a'), 11001, "Read operation failed"},
-        {"a symbol beyond the file", Record().u32(1).u32(0x7FFFFFFEu).u32('x'), 11001, "Read operation failed"},
+        {"a string of four gigabytes", Record().u32(2).u32(0xFFFFFFF0u).u32('a'), 11001,
+         "Read operation failed"},
+        {"a symbol beyond the file", Record().u32(1).u32(0x7FFFFFFEu).u32('x'), 11001,
+         "Read operation failed"},
         {"a symbol with a space", Record().symbol(u"a b"), 10001, "Invalid symbol - \"a b\" !"},
-        {"a list of 2^31 - 1 elements", Record().u32(7).u32(0x7FFFFFFF).u32(3), 11001, "Read operation failed"},
+        {"a list of 2^31 - 1 elements", Record().u32(7).u32(0x7FFFFFFF).u32(3), 11001,
+         "Read operation failed"},
         {"a set of 2^30 elements", Record().u32(6).u32(0x40000000u).u32(3), 11001, "Read operation failed"},
         {"a bundle of three pairs in eight bytes", Record().u32(5).u32(3).u32(1).u32(0), 11001,
          "Read operation failed"},
@@ -174,7 +181,8 @@ TEST(BinaryForm, NestingBeyondTheTextLimitIsRefusedAndBelowItLoads) {
     };
     for (const unsigned kind : {unsigned(eGenericList), unsigned(eGenericSet)}) {
         SCOPED_TRACE(kind);
-        EXPECT_EQ(Load(FileOf(nested(kind, kMaxGenericNesting - 1))).GetType(), static_cast<E_GenericTypes>(kind));
+        EXPECT_EQ(Load(FileOf(nested(kind, kMaxGenericNesting - 1))).GetType(),
+                  static_cast<E_GenericTypes>(kind));
         CGeneric deep;
         ExpectError([&] { deep << FileOf(nested(kind, 200000)); }, 11001, "Read operation failed");
         EXPECT_TRUE(deep.IsNull()) << "a failed load leaves the value null";
