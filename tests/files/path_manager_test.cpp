@@ -66,23 +66,6 @@ TEST(CXPathManagerSlots, SetStoresEveryPieceAndOnlyTheFirstIsADirectory) {
     EXPECT_EQ(Slots(m), (V{"-1:", "-1:"}));
 }
 
-TEST(CXPathManagerSlots, ClearedSlotsAreReused) {
-    CXPathManager m;
-    m.SetCodePath(0, CStr("/bin/"));
-    m.SetCodePath(1, CStr("/cwd/"));
-    m.SetCodePath(2, CStr("C:\\a\\;C:\\b\\"));
-    m.SetCodePath(5, CStr("/tmp/"));
-    m.ClearCodePath(2);
-    EXPECT_EQ(Slots(m), (V{"0:/bin/", "1:/cwd/", "-1:", "-1:", "5:/tmp/"}));
-    m.AddCodePath(4, CStr("D:\\x\\"));
-    EXPECT_EQ(Slots(m), (V{"0:/bin/", "1:/cwd/", "4:D:\\x\\", "-1:", "5:/tmp/"}));
-    // Three more pieces: the free slot after the code's last one, then the end.
-    m.AddCodePath(4, CStr("p;q;r"));
-    EXPECT_EQ(Slots(m), (V{"0:/bin/", "1:/cwd/", "4:D:\\x\\", "4:p", "5:/tmp/", "4:;q", "4:;r"}));
-    EXPECT_EQ(m.GetCodePathCount(4), 4);
-    EXPECT_EQ(T(m.GetCodePathIdx(4, 3)), ";r");
-}
-
 TEST(CXPathManagerSlots, AddStartsAfterTheCodesLastSlot) {
     CXPathManager m;
     m.AddCodePath(1, CStr("a"));

@@ -134,21 +134,4 @@ TEST(CStrCompare, MatchesTheReferenceOnRandomStrings) {
     }
 }
 
-TEST(CStrCompare, SortingAgreesWithTheReference) {
-    std::mt19937 rng(7u);
-    std::uniform_int_distribution<int> byte(1, 255);
-    std::uniform_int_distribution<int> len(0, 6);
-    std::vector<CStr> items;
-    for (int i = 0; i < 400; ++i) {
-        std::string s;
-        for (int n = len(rng); n > 0; --n) s += static_cast<char>(byte(rng));
-        items.emplace_back(s.c_str());
-    }
-    std::stable_sort(items.begin(), items.end());
-    for (size_t i = 1; i < items.size(); ++i) {
-        const std::string prev(items[i - 1].c_str()), cur(items[i].c_str());
-        EXPECT_NE(Reference(prev, cur, 0), eGreater) << i;
-    }
-}
-
 }  // namespace
