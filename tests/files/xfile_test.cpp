@@ -108,70 +108,47 @@ TEST(XFile, LastLineWithoutLineFeedIsReturnedWithFalse) {
     }
 }
 
-TEST(XFile, ReadLnLeavesLineEndsToTheBody) {
-    // Binary: a, b, CR, LF is the line a, b, CR.
-    CStr line;
-    CXFile bin = FileWith(XF_BINARY, "ab\r\ncd");
-    EXPECT_TRUE(bin.ReadLn(line));
-    EXPECT_EQ(Str(line), "ab\r");
-    // Mode 1: the body drops the CR.
-    CXFile crlf = FileWith(XF_TEXT_CRLF, "ab\n");
-    ASSERT_EQ(Stored(crlf), "ab\r\n");
-    EXPECT_TRUE(crlf.ReadLn(line));
-    EXPECT_EQ(Str(line), "ab");
-    EXPECT_FALSE(crlf.ReadLn(line));
-    // Mode 3: a stored CR ends the line.
-    CXFile cr = FileWith(XF_TEXT_CR, "ab\ncd\n");
-    ASSERT_EQ(Stored(cr), "ab\rcd\r");
-    EXPECT_TRUE(cr.ReadLn(line));
-    EXPECT_EQ(Str(line), "ab");
-    EXPECT_TRUE(cr.ReadLn(line));
-    EXPECT_EQ(Str(line), "cd");
-    // Mode 4 on units.
-    CXFile wide = FileWith(XF_UNICODE_CRLF, UnitBytes(u"ab\ncd"));
-    EXPECT_TRUE(wide.ReadLn(line));
-    EXPECT_EQ(Str(line), "ab");
-    // Bytes from 128 to 255 are kept as they are in the 8-bit modes.
-    CXFile high = FileWith(XF_TEXT_LF, "\xE9\xFF\n");
-    EXPECT_TRUE(high.ReadLn(line));
-    EXPECT_EQ(Str(line), "\xE9\xFF");
-}
-
-TEST(XFile, CharactersWithAHighByteReadAsDotsInReadLn) {
-    for (XF_TEXT_MODE mode : {XF_UNICODE_CRLF, XF_UNICODE_LF, XF_UNICODE_CR}) {
-        SCOPED_TRACE(testing::Message() << "mode " << mode);
-        CXFile f = CreateMemoryFile(mode);
-        f.UniWriteLn(CUniStr(u"a\u20ACb\u00E9\u0100"));
-        f.Seek(0);
+// Lines read from what was written through the body (which translates it as its mode says): the result
+// of each call and the line it gave. ReadLn leaves line ends to the body and shows a unit with a high
+// byte as "."; UniReadLn reads units in binary mode and one unit per byte in the 8-bit text modes.
+TEST(XFile, ReadLnAndUniReadLnInEveryMode) {
+    using Lines = std::vector<std::pair<bool, std::string>>;
+    using WideLines = std::vector<std::pair<bool, std::u16string>>;
+    const std::string highUnits = UnitBytes(u"a\u20ACb\u00E9\u0100\n");
+    const struct {
+        XF_TEXT_MODE mode;
+        std::string written;
+        Lines lines;
+        WideLines wide;
+    } cases[] = {
+        {XF_BINARY, "ab\r\ncd", {{1, "ab\r"}, {0, "cd"}}, {}},          // binary keeps the CR
+        {XF_TEXT_CRLF, "ab\n", {{1, "ab"}, {0, ""}}, {}},               // stored as CR LF, the CR dropped
+        {XF_TEXT_CR, "ab\ncd\n", {{1, "ab"}, {1, "cd"}, {0, ""}}, {}},  // a stored CR ends the line
+        {XF_TEXT_LF, "\xE9\xFF\n", {{1, "\xE9\xFF"}}, {}},              // bytes 128 to 255 kept as they are
+        {XF_UNICODE_CRLF, UnitBytes(u"ab\ncd"), {{1, "ab"}, {0, "cd"}}, {}},
+        {XF_UNICODE_CRLF, highUnits, {{1, "a.b\xE9."}}, {{1, u"a\u20ACb\u00E9\u0100"}}},
+        {XF_UNICODE_LF, highUnits, {{1, "a.b\xE9."}}, {{1, u"a\u20ACb\u00E9\u0100"}}},
+        {XF_UNICODE_CR, highUnits, {{1, "a.b\xE9."}}, {{1, u"a\u20ACb\u00E9\u0100"}}},
+        {XF_BINARY, UnitBytes(u"ab\ncd"), {}, {{1, u"ab"}, {0, u"cd"}}},
+        {XF_BINARY, "ab\n", {}, {{0, u"\x6261"}}},  // one unit 0x6261 and a lone byte: no line end
+        {XF_TEXT_CRLF, "x\xE9\n", {}, {{1, u"x\u00E9"}}},
+        {XF_TEXT_LF, "x\xE9\n", {}, {{1, u"x\u00E9"}}},
+        {XF_TEXT_CR, "x\xE9\n", {}, {{1, u"x\u00E9"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "mode " << c.mode << ": " << testing::PrintToString(c.written));
+        CXFile f = FileWith(c.mode, c.written);
         CStr line;
-        EXPECT_TRUE(f.ReadLn(line));
-        EXPECT_EQ(Str(line), "a.b\xE9.");
+        for (const auto& [more, text] : c.lines) {
+            EXPECT_EQ(f.ReadLn(line) != 0, more);
+            EXPECT_EQ(Str(line), text);
+        }
         f.Seek(0);
         CUniStr wide;
-        EXPECT_TRUE(f.UniReadLn(wide));
-        EXPECT_EQ(Str(wide), u"a\u20ACb\u00E9\u0100") << "UniReadLn keeps every unit";
-    }
-}
-
-TEST(XFile, UniReadLnReadsUnitsInBinaryModeAndBytesInTheTextModes) {
-    CXFile bin = FileWith(XF_BINARY, UnitBytes(u"ab\ncd"));
-    CUniStr line;
-    EXPECT_TRUE(bin.UniReadLn(line));
-    EXPECT_EQ(Str(line), u"ab");
-    EXPECT_FALSE(bin.UniReadLn(line));
-    EXPECT_EQ(Str(line), u"cd");
-    // The 8-bit bytes "ab\n" in binary mode are one unit 0x6261 and a lone byte: no line end.
-    CXFile bytes = FileWith(XF_BINARY, "ab\n");
-    EXPECT_FALSE(bytes.UniReadLn(line));
-    EXPECT_EQ(Str(line), u"\x6261");
-
-    for (XF_TEXT_MODE mode : {XF_TEXT_CRLF, XF_TEXT_LF, XF_TEXT_CR}) {
-        SCOPED_TRACE(testing::Message() << "mode " << mode);
-        CXFile f = CreateMemoryFile(mode);
-        f.UniWriteLn(CUniStr(u"x\u00E9"));
-        f.Seek(0);
-        EXPECT_TRUE(f.UniReadLn(line));
-        EXPECT_EQ(Str(line), u"x\u00E9") << "each byte is one unit";
+        for (const auto& [more, text] : c.wide) {
+            EXPECT_EQ(f.UniReadLn(wide) != 0, more);
+            EXPECT_EQ(Str(wide), text);
+        }
     }
 }
 

@@ -77,10 +77,6 @@ TEST(Association, KeysPresentOnBothSidesDecideTheOrderOtherwiseTheValuesDo) {
     EXPECT_FALSE(a == CGeneric(CAssociation(k1, Num(8))));
     EXPECT_FALSE(keyless == CGeneric(CAssociation(k1, Num(0))));
     EXPECT_TRUE(keyless == CGeneric(CAssociation(CSymbol(), Num(0))));
-    // Against other kinds: associations come after bundles and before everything else.
-    EXPECT_TRUE(CGeneric(MakeAssociationBundle()) < a);
-    EXPECT_TRUE(a < Num(0));
-    EXPECT_FALSE(*a.GetRep() <= *CGeneric(MakeAssociationBundle()).GetRep());
     EXPECT_TRUE(CAssociation(k1, Num(9)) == CAssociation(k1, Num(9)));
     EXPECT_FALSE(CAssociation(k1, Num(9)) == CAssociation());
 }
@@ -236,7 +232,7 @@ TEST(AssociationBundle, ContentsAndKeyOrderMatchAMapOnRandomData) {
 
 // ---- bundles: order -----------------------------------------------------------------------------------
 
-TEST(AssociationBundle, EqualPairsMakeEqualBundlesAndNoOtherKindIsEqual) {
+TEST(AssociationBundle, EqualPairsMakeEqualBundles) {
     const CSymbol a = FreshSymbol("eq"), b = FreshSymbol("eq");
     CAssociationBundle x, y;
     x.Set(a, Num(1));
@@ -247,12 +243,6 @@ TEST(AssociationBundle, EqualPairsMakeEqualBundlesAndNoOtherKindIsEqual) {
     EXPECT_FALSE(x != CGeneric(y));
     y.Set(b, Str(u"u"));
     EXPECT_FALSE(x == CGeneric(y));
-    EXPECT_FALSE(x == CGeneric(CAssociation(a, Num(1))));
-    CGenericSet s = MakeSet();
-    s.Add(CAssociation(a, Num(1)));
-    EXPECT_FALSE(x == CGeneric(s));
-    EXPECT_FALSE(CGeneric(x) == CGeneric(CAssociation(a, Num(1))));
-    EXPECT_TRUE(x != CGeneric(CAssociation(a, Num(1))));
 }
 
 TEST(AssociationBundle, OrderWalksPairsAndLessOrEqualHoldsForAnExtension) {
@@ -285,7 +275,6 @@ TEST(AssociationBundle, OrderWalksPairsAndLessOrEqualHoldsForAnExtension) {
     EXPECT_FALSE(one > g12) << "not (one <= oneTwo)";
     EXPECT_FALSE(oneTwo > g1) << "not (oneTwo <= one), which holds deliberately";
     EXPECT_TRUE(oneTwo >= g1);
-    EXPECT_TRUE(g1 < CGeneric(CAssociation(a, Num(1)))) << "bundles come first of all kinds";
 }
 
 // ---- bundles: text ------------------------------------------------------------------------------------

@@ -222,19 +222,6 @@ TEST(GenericSet, OrderIsLexicographicAndLessOrEqualHoldsForAnExtension) {
     EXPECT_TRUE(CGeneric(MakeSet()) < one);
 }
 
-TEST(GenericSet, ASetIsNeverEqualToAListOfTheSameElements) {
-    const CGeneric set = SetOf({Num(1), Num(2)});
-    const CGeneric list = CGenericList(Num(1), CGenericList(Num(2), CGeneric()));
-    EXPECT_FALSE(set == list);
-    EXPECT_FALSE(*set.GetRep() == *list.GetRep());
-    EXPECT_TRUE(list < set) << "lists come before sets";
-    EXPECT_FALSE(set < list);
-    EXPECT_TRUE(*list.GetRep() <= *set.GetRep());
-    EXPECT_TRUE(*set.GetRep() > *list.GetRep());
-    EXPECT_FALSE(*set.GetRep() <= *list.GetRep());
-    EXPECT_TRUE(set < Str(u"a")) << "sets come before strings";
-}
-
 // ---- text ---------------------------------------------------------------------------------------------
 
 TEST(GenericSet, TextFormsAndTheSwitchToSeveralLinesAtFiftyCharacters) {
