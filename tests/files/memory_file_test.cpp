@@ -8,17 +8,18 @@
 #include <thread>
 #include <vector>
 
+#include "expect_error.h"
 #include "memory_file_test_support.h"
 
 using namespace ZtBase;
-using memfile_test::ExpectRaises;
 using memfile_test::UnitBytes;
+using test_support::ExpectError;
 
 namespace {
 
-constexpr char16_t kXFile[] = u".\\xfile";
-constexpr char16_t kBlockAlign[] = u"A unicode file may only be read as aligned 2-byte.";
-constexpr char16_t kCharAlign[] = u"unicode files must be aligned";
+constexpr char kXFile[] = ".\\xfile";
+constexpr char kBlockAlign[] = "A unicode file may only be read as aligned 2-byte.";
+constexpr char kCharAlign[] = "unicode files must be aligned";
 
 std::string Stored(const CXFile& f) {
     return MemoryFileInspector::Stored(f);
@@ -105,8 +106,8 @@ TEST(MemoryFile, SetFileLengthOnlySetsTheLength) {
     EXPECT_EQ(MemoryFileInspector::PageCount(g), 1u);
     g.Seek(4096);
     EXPECT_EQ(g.GetFilePosition(), 4096);
-    ExpectRaises<CZtSimpleException>([&] { Read(g, 1); }, 10007, u"subscript out of range", u".\\ztbase");
-    ExpectRaises<CZtSimpleException>([&] { g.GetChar(); }, 10007, u"subscript out of range", u".\\ztbase");
+    ExpectError<CZtSimpleException>([&] { Read(g, 1); }, 10007, "subscript out of range", ".\\ztbase");
+    ExpectError<CZtSimpleException>([&] { g.GetChar(); }, 10007, "subscript out of range", ".\\ztbase");
     g.Seek(9000);
     Write(g, "z");
     EXPECT_EQ(MemoryFileInspector::PageCount(g), 3u);
@@ -249,20 +250,20 @@ TEST(MemoryFile, UnicodeBlocksAndCharactersMustBeAligned) {
         Write(f, UnitBytes(u"abcd"));
         f.Seek(0);
         char buffer[8];
-        ExpectRaises<CZtXFileException>([&] { f.ReadBlock(buffer, 3); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.ReadBlock(buffer, 3); }, 11001, kBlockAlign, kXFile);
         EXPECT_EQ(f.GetFilePosition(), 0) << "nothing was read";
-        ExpectRaises<CZtXFileException>([&] { f.WriteBlock("abc", 3); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.WriteBlock("abc", 3); }, 11001, kBlockAlign, kXFile);
         EXPECT_EQ(Stored(f), UnitBytes(u"abcd")) << "nothing was written";
         f.Seek(1);
-        ExpectRaises<CZtXFileException>([&] { f.ReadBlock(buffer, 2); }, 11001, kBlockAlign, kXFile);
-        ExpectRaises<CZtXFileException>([&] { f.WriteBlock("ab", 2); }, 11001, kBlockAlign, kXFile);
-        ExpectRaises<CZtXFileException>([&] { f.UniGetChar(); }, 11001, kBlockAlign, kXFile);
-        ExpectRaises<CZtXFileException>([&] { f.UniPutChar(u'x'); }, 11001, kBlockAlign, kXFile);
-        ExpectRaises<CZtXFileException>([&] { f.GetChar(); }, 11001, kCharAlign, kXFile);
-        ExpectRaises<CZtXFileException>([&] { f.PutChar('x'); }, 11001, kCharAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.ReadBlock(buffer, 2); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.WriteBlock("ab", 2); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.UniGetChar(); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.UniPutChar(u'x'); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.GetChar(); }, 11001, kCharAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.PutChar('x'); }, 11001, kCharAlign, kXFile);
         EXPECT_EQ(f.GetFilePosition(), 1);
         // A zero count at an odd position is still misaligned.
-        ExpectRaises<CZtXFileException>([&] { f.ReadBlock(buffer, 0); }, 11001, kBlockAlign, kXFile);
+        ExpectError<CZtXFileException>([&] { f.ReadBlock(buffer, 0); }, 11001, kBlockAlign, kXFile);
     }
 }
 
@@ -273,8 +274,8 @@ TEST(MemoryFile, ModeFiveBlocksAreRawButItsCharactersMustBeAligned) {
     f.Seek(1);
     EXPECT_EQ(Read(f, 1), "b");
     f.Seek(1);
-    ExpectRaises<CZtXFileException>([&] { f.GetChar(); }, 11001, kCharAlign, kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.PutChar('x'); }, 11001, kCharAlign, kXFile);
+    ExpectError<CZtXFileException>([&] { f.GetChar(); }, 11001, kCharAlign, kXFile);
+    ExpectError<CZtXFileException>([&] { f.PutChar('x'); }, 11001, kCharAlign, kXFile);
     f.Seek(0);
     EXPECT_EQ(f.GetChar(), static_cast<short>('a' | 'b' << 8));
     EXPECT_EQ(f.GetChar(), -1) << "a lone last byte is not a unit";
@@ -286,7 +287,7 @@ TEST(MemoryFile, ModeAboveSixIsAnInvalidFile) {
     for (const auto& op : std::vector<std::function<void()>>{
              [&] { f.ReadBlock(buffer, 2); }, [&] { f.WriteBlock("ab", 2); }, [&] { f.GetChar(); },
              [&] { f.PutChar('a'); }, [&] { f.UniGetChar(); }, [&] { f.UniPutChar(1); }})
-        ExpectRaises<CZtXFileException>(op, 10005, u"Invalid CXFile", kXFile);
+        ExpectError<CZtXFileException>(op, 10005, "Invalid CXFile", kXFile);
     // The line operations do nothing and report failure; seeking still works.
     CStr line("x");
     EXPECT_FALSE(f.ReadLn(line));
@@ -303,8 +304,8 @@ TEST(MemoryFile, NoViewsAndNoRegionLocks) {
     Write(f, "abc");
     EXPECT_EQ(f.CreateMemoryView(0, 3), nullptr);
     EXPECT_FALSE(f.IsLockingSupported());
-    ExpectRaises<CZtXFileException>([&] { f.LockRegion(0, 1); }, 10009, u"Locking not supported", kXFile);
-    ExpectRaises<CZtXFileException>([&] { f.UnlockRegion(0); }, 10009, u"Locking not supported", kXFile);
+    ExpectError<CZtXFileException>([&] { f.LockRegion(0, 1); }, 10009, "Locking not supported", kXFile);
+    ExpectError<CZtXFileException>([&] { f.UnlockRegion(0); }, 10009, "Locking not supported", kXFile);
     f.Flush();
     EXPECT_EQ(f.GetFilePosition(), 3);
     // A raised error leaves the lock free: the file is still usable from another thread.

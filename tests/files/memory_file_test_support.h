@@ -1,9 +1,8 @@
 // Helpers shared by the memory file and file handle tests: the bytes a memory file stores (before any
-// reading translation), and a check of an exception's class, code, message and module.
+// reading translation), and 16-bit text as the bytes of a Unicode file.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <ztbase/errors/exceptions.h>
 #include <ztbase/files/memory_file.h>
 
 #include <string>
@@ -29,25 +28,6 @@ struct MemoryFileInspector {
 }  // namespace ZtBase
 
 namespace memfile_test {
-
-inline std::string Narrow(const unsigned short* text) {
-    std::string out;
-    for (; text && *text; ++text) out += *text < 128 ? static_cast<char>(*text) : '?';
-    return out;
-}
-
-// Runs f, which must raise E with these fields.
-template <class E, class F>
-void ExpectRaises(F&& f, unsigned code, const char16_t* message, const char16_t* module) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing was raised; expected " << code;
-    } catch (const E& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), code);
-        EXPECT_TRUE(ZtBase::CUniStr(e.GetErrorString(0)) == message) << Narrow(e.GetErrorString(0));
-        EXPECT_TRUE(ZtBase::CUniStr(e.GetModuleName()) == module) << Narrow(e.GetModuleName());
-    }
-}
 
 // 16-bit text as the bytes a Unicode file holds (little-endian).
 inline std::string UnitBytes(std::u16string_view units) {

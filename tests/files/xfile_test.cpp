@@ -5,11 +5,12 @@
 #include <string>
 #include <utility>
 
+#include "expect_error.h"
 #include "memory_file_test_support.h"
 
 using namespace ZtBase;
-using memfile_test::ExpectRaises;
 using memfile_test::UnitBytes;
+using test_support::ExpectError;
 
 namespace {
 
@@ -302,10 +303,9 @@ TEST(XFile, CreateMemoryViewAlwaysAsksForTheWholeFile) {
     EXPECT_EQ(CreateMemoryFile(XF_BINARY).CreateMemoryView(0, 0), nullptr);
 
     // The base body refuses duplication and region locks.
-    ExpectRaises<CZtXFileException>([&] { f.GetDuplicateFile(); }, 10009,
-                                    u"Invalid call for this type of file", u".\\xfile");
-    ExpectRaises<CZtXFileException>([&] { f.LockRegion(0, 1); }, 10009, u"Locking not supported",
-                                    u".\\xfile");
+    ExpectError<CZtXFileException>([&] { f.GetDuplicateFile(); }, 10009, "Invalid call for this type of file",
+                                   ".\\xfile");
+    ExpectError<CZtXFileException>([&] { f.LockRegion(0, 1); }, 10009, "Locking not supported", ".\\xfile");
     EXPECT_FALSE(f.IsLockingSupported());
 }
 

@@ -6,30 +6,19 @@
 #include <cstring>
 #include <string>
 
+#include "expect_error.h"
+
 using namespace ZtBase;
 
 namespace {
 
-constexpr char16_t kRead[] = u"Error in CBlobRep index out of bounds";
-constexpr char16_t kWrite[] = u"Error in VBlobRep index out of bounds";
-constexpr char16_t kEmpty[] = u"CBlob: empty body";
-
-std::string Narrow(const unsigned short* text) {
-    std::string out;
-    for (; text && *text; ++text) out += static_cast<char>(*text);
-    return out;
-}
+constexpr char kRead[] = "Error in CBlobRep index out of bounds";
+constexpr char kWrite[] = "Error in VBlobRep index out of bounds";
+constexpr char kEmpty[] = "CBlob: empty body";
 
 template <class F>
-void ExpectBlobError(F&& f, const char16_t* message) {
-    try {
-        f();
-        ADD_FAILURE() << "nothing was raised";
-    } catch (const CZtSimpleException& e) {
-        EXPECT_EQ(e.GetExceptionErrorCode(), 10007u);
-        EXPECT_TRUE(CUniStr(e.GetErrorString(0)) == message) << Narrow(e.GetErrorString(0));
-        EXPECT_TRUE(CUniStr(e.GetModuleName()) == u".\\utilities") << Narrow(e.GetModuleName());
-    }
+void ExpectBlobError(F&& f, const char* message) {
+    test_support::ExpectError(f, 10007, message, ".\\utilities");
 }
 
 CBlob Bytes(const std::string& s) {
