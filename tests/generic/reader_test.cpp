@@ -360,11 +360,27 @@ TEST(GenericReader, FilesOpenThroughTheFileSystem) {
 TEST(GenericReader, TextRoundTripsForEveryKind) {
     // Keys and set elements print in symbol order, which is the order of first use: fix it here.
     for (const char* name : {"rtKeyA", "rtKeyB", "rtKeyC", "rtKeyD"}) CSymbol{name};
-    for (const char16_t* text :
-         {u"sym", u"42", u"-0.5", u"1.25e-007", u"\"q\\\"uote\\\\\"", u"_var", u"key=value", u"k=(1 2)",
-          u"{}", u"{rtKeyA=1,rtKeyB=\"two\",rtKeyC=[1,2],rtKeyD=(1 . 2)}", u"[]", u"[1,2,3]",
-          u"[rtKeyC=1,rtKeyD=2]", u"(a b c)", u"(a (b c) . d)", u"(() [] {})", u"((((x))))",
-          u"(\"s\" _v 3 . {k=v})"}) {
+    for (const char16_t* text : {u"sym",
+                                 u"42",
+                                 u"-0.5",
+                                 u"1.25e-007",
+                                 u"\"q\\\"uote\\\\\"",
+                                 u"_var",
+                                 u"key=value",
+                                 u"k=(1 2)",
+                                 u"{}",
+                                 u"{rtKeyA=1,rtKeyB=\"two\",rtKeyC=[1,2],rtKeyD=(1 . 2)}",
+                                 u"[]",
+                                 u"[1,2,3]",
+                                 u"[rtKeyC=1,rtKeyD=2]",
+                                 u"(a b c)",
+                                 u"(a (b c) . d)",
+                                 u"(() [] {})",
+                                 u"((((x))))",
+                                 u"(\"s\" _v 3 . {k=v})",
+                                 u"((()))",
+                                 u"(1 . 2.5)",
+                                 u"(\"x y\" _v [1,2] {k=v} . [3])"}) {
         SCOPED_TRACE(U(text).ToUtf8());
         const CGeneric value = Read(text);
         ASSERT_FALSE(value.IsNull());
