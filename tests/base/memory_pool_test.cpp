@@ -81,42 +81,6 @@ TEST(MemoryPool, PoolRefusesZeroAndRecyclesBlocksOfItsClass) {
     EXPECT_EQ(pool.CachedBlocks(64), 0u);
 }
 
-// Blocks of a class are carved in address order from pages; releasing them in any order and asking again
-// gives the same blocks back, again in address order, without touching the heap.
-TEST(MemoryPool, BlocksReleasedInAnyOrderComeBackInAddressOrder) {
-    constexpr unsigned kWhole = 48;
-    const unsigned perPage = (CMemoryPool::kPageSize - 64) / kWhole;
-    const unsigned kCount = 9 * perPage;  // whole pages
-    CMemoryPool pool;
-    auto allocateAll = [&] {
-        std::vector<char*> blocks;
-        unsigned granted = 0;
-        for (unsigned i = 0; i < kCount; ++i)
-            blocks.push_back(static_cast<char*>(pool.AllocateBlock(40, granted)));
-        return blocks;
-    };
-    auto jumps = [&](const std::vector<char*>& blocks) {
-        unsigned n = 0;
-        for (unsigned i = 1; i < kCount; ++i) n += blocks[i] - blocks[i - 1] != static_cast<long>(kWhole);
-        return n;
-    };
-    std::vector<char*> first = allocateAll();
-    EXPECT_EQ(jumps(first), (kCount - 1) / perPage) << "one jump per new page";
-    std::vector<char*> shuffled = first;
-    std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(5));
-    for (char* b : shuffled) pool.ReleaseBlock(b, kWhole);
-    EXPECT_EQ(pool.CachedBlocks(2), kCount);
-    std::vector<char*> second = allocateAll();
-    EXPECT_EQ(jumps(second), (kCount - 1) / perPage);
-    EXPECT_EQ(pool.CachedBlocks(2), 0u);
-    std::sort(first.begin(), first.end());
-    std::sort(second.begin(), second.end());
-    EXPECT_EQ(first, second) << "the same blocks, recycled";
-    for (char* b : second) pool.ReleaseBlock(b, kWhole);
-    pool.ReleaseMemory();
-    EXPECT_EQ(pool.CachedBlocks(2), 0u);
-}
-
 // Releasing memory returns wholly free pages only: a page with a block still out keeps its released
 // blocks, and the block out stays usable.
 TEST(MemoryPool, ReleasingMemoryKeepsPagesStillInUse) {
