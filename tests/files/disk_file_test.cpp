@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
@@ -56,12 +57,10 @@ protected:
 TEST_F(DiskFile, BufferedOpenAllowsOnlyExclusiveOrSharedReadOnly) {
     const std::string path = Make("a.txt", "hello");
     const std::string refused = "Invalid combination -- buffered and read/write and not exclusive : " + path;
-    ExpectError<CZtXFileException>([&] { OpenDiskFile(path.c_str(), 1, XF_BINARY, 0, XF_SHARE_READ); },
-                                   kWrongState, refused);
-    ExpectError<CZtXFileException>([&] { OpenDiskFile(path.c_str(), 1, XF_BINARY, 0, XF_SHARE_READ_WRITE); },
-                                   kWrongState, refused);
-    ExpectError<CZtXFileException>([&] { OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_READ_WRITE); },
-                                   kWrongState, refused);
+    for (const auto& [readOnly, share] :
+         {std::pair{0, XF_SHARE_READ}, {0, XF_SHARE_READ_WRITE}, {1, XF_SHARE_READ_WRITE}})
+        ExpectError<CZtXFileException>([&] { OpenDiskFile(path.c_str(), 1, XF_BINARY, readOnly, share); },
+                                       kWrongState, refused);
     CXFile shared = OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_READ);
     EXPECT_EQ(ReadAll(shared), "hello");
     EXPECT_EQ(std::string(shared.GetName().c_str()), path);  // the native path
@@ -71,39 +70,42 @@ TEST_F(DiskFile, BufferedOpenAllowsOnlyExclusiveOrSharedReadOnly) {
     EXPECT_EQ(exclusive.GetTextMode(), XF_TEXT_LF);
 }
 
-TEST_F(DiskFile, RefusalsComeBeforeAnySystemCall) {
-    const std::string missing = dir / "missing.bin";
-    ExpectError<CZtXFileException>([&] { OpenDiskFile(missing.c_str(), 0, XF_TEXT_CRLF, 0, XF_SHARE_NONE); },
-                                   kWrongState,
-                                   "Invalid combination -- unbuffered and not binary : " + missing);
-    ExpectError<CZtXFileException>([&] { CreateDiskFile(missing.c_str(), 0, XF_TEXT_LF); }, kWrongState,
-                                   "non-binary and unbuffered requested together : " + missing);
-    ExpectError<CZtXFileException>([&] { AppendDiskFile(missing.c_str(), 0, XF_UNICODE_LF, XF_SHARE_NONE); },
-                                   kWrongState, "non-binary and unbuffered requested together : " + missing);
-    EXPECT_FALSE(std::filesystem::exists(missing));  // neither Create nor Append got as far as the system
-    // A text mode above 6 is an invalid body state.
-    ExpectError<CZtXFileException>([&] { CreateDiskFile(missing.c_str(), 1, static_cast<XF_TEXT_MODE>(7)); },
-                                   10005, "Invalid CXFile");
-}
-
+// Refusals of a combination come before any system call; failures of the system carry its message, the
+// unbuffered kind's unlogged.
 TEST_F(DiskFile, OpenFailuresCarryTheirMessagesAndClasses) {
-    const std::string missing = dir / "missing.bin";
-    ExpectError<CZtXFileException>(
-        [&] { OpenDiskFile(missing.c_str(), 1, XF_BINARY, 1, XF_SHARE_NONE); }, kIO,
-        "File open failed on file: " + missing + "\n    message = " + std::strerror(ENOENT));
-    ExpectError<CZtUnloggedException>([&] { OpenDiskFile(missing.c_str(), 0, XF_BINARY, 1, XF_SHARE_NONE); },
-                                      kIO, "File open failed : " + missing);
-    const std::string nowhere = dir / "no-such-dir/x.bin";
-    ExpectError<CZtXFileException>([&] { CreateDiskFile(nowhere.c_str(), 1, XF_BINARY); }, kIO,
-                                   "File open failed : " + nowhere);
-    ExpectError<CZtUnloggedException>([&] { CreateDiskFile(nowhere.c_str(), 0, XF_BINARY); }, kIO,
-                                      "File creation failed : " + nowhere);
-    ExpectError<CZtXFileException>([&] { AppendDiskFile(nowhere.c_str(), 1, XF_BINARY, XF_SHARE_NONE); }, kIO,
-                                   "File open failed : " + nowhere);
-    ExpectError<CZtXFileException>([&] { AppendDiskFile(nowhere.c_str(), 0, XF_BINARY, XF_SHARE_NONE); }, kIO,
-                                   "File open failed : " + nowhere);
-    // A directory is not a file.
-    const std::string directory = dir.Dir();
+    const std::string missing = dir / "missing.bin", nowhere = dir / "no-such-dir/x.bin";
+    const char *m = missing.c_str(), *n = nowhere.c_str();
+    const struct {
+        std::function<void()> open;
+        bool logged;
+        unsigned code;
+        std::string message;
+    } cases[] = {
+        {[&] { OpenDiskFile(m, 0, XF_TEXT_CRLF, 0, XF_SHARE_NONE); }, true, kWrongState,
+         "Invalid combination -- unbuffered and not binary : " + missing},
+        {[&] { CreateDiskFile(m, 0, XF_TEXT_LF); }, true, kWrongState,
+         "non-binary and unbuffered requested together : " + missing},
+        {[&] { AppendDiskFile(m, 0, XF_UNICODE_LF, XF_SHARE_NONE); }, true, kWrongState,
+         "non-binary and unbuffered requested together : " + missing},
+        {[&] { CreateDiskFile((dir / "mode7").c_str(), 1, static_cast<XF_TEXT_MODE>(7)); }, true, 10005,
+         "Invalid CXFile"},
+        {[&] { OpenDiskFile(m, 1, XF_BINARY, 1, XF_SHARE_NONE); }, true, kIO,
+         "File open failed on file: " + missing + "\n    message = " + std::strerror(ENOENT)},
+        {[&] { OpenDiskFile(m, 0, XF_BINARY, 1, XF_SHARE_NONE); }, false, kIO,
+         "File open failed : " + missing},
+        {[&] { CreateDiskFile(n, 1, XF_BINARY); }, true, kIO, "File open failed : " + nowhere},
+        {[&] { CreateDiskFile(n, 0, XF_BINARY); }, false, kIO, "File creation failed : " + nowhere},
+        {[&] { AppendDiskFile(n, 1, XF_BINARY, XF_SHARE_NONE); }, true, kIO, "File open failed : " + nowhere},
+        {[&] { AppendDiskFile(n, 0, XF_BINARY, XF_SHARE_NONE); }, true, kIO, "File open failed : " + nowhere},
+    };
+    for (const auto& c : cases) {
+        if (c.logged)
+            ExpectError<CZtXFileException>(c.open, c.code, c.message);
+        else
+            ExpectError<CZtUnloggedException>(c.open, c.code, c.message);
+    }
+    EXPECT_FALSE(std::filesystem::exists(missing));  // the refusals did not get as far as the system
+    const std::string directory = dir.Dir();         // a directory is not a file
     EXPECT_THROW(OpenDiskFile(directory.c_str(), 0, XF_BINARY, 1, XF_SHARE_NONE), CZtUnloggedException);
 }
 
@@ -215,20 +217,21 @@ TEST_F(DiskFile, OtherProcessesSeeTheWholeFileLock) {
 TEST_F(DiskFile, BufferedSeekClampsToTheLength) {
     const std::string path = Make("ten.bin", "0123456789");
     CXFile f = OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_NONE);
-    f.Seek(20);
-    EXPECT_EQ(f.GetFilePosition(), 10);
+    const struct {
+        void (CXFile::*seek)(int) const;
+        int offset, position;
+    } seeks[] = {{&CXFile::Seek, 20, 10},
+                 {&CXFile::Seek, -3, 0},
+                 {&CXFile::SeekFromEnd, 4, 6},
+                 {&CXFile::SeekFromEnd, -5, 10},
+                 {&CXFile::Seek, 3, 3},
+                 {&CXFile::SeekRelative, -10, 0},
+                 {&CXFile::SeekRelative, 0x7FFFFFFF, 10}};
+    for (const auto& s : seeks) {
+        (f.*s.seek)(s.offset);
+        EXPECT_EQ(f.GetFilePosition(), s.position) << s.offset;
+    }
     EXPECT_TRUE(f.Eof());
-    f.Seek(-3);
-    EXPECT_EQ(f.GetFilePosition(), 0);
-    f.SeekFromEnd(4);
-    EXPECT_EQ(f.GetFilePosition(), 6);
-    f.SeekFromEnd(-5);  // past the end clamps
-    EXPECT_EQ(f.GetFilePosition(), 10);
-    f.Seek(3);
-    f.SeekRelative(-10);
-    EXPECT_EQ(f.GetFilePosition(), 0);
-    f.SeekRelative(0x7FFFFFFF);
-    EXPECT_EQ(f.GetFilePosition(), 10);
     EXPECT_EQ(f.GetChar(), -1);
     f.Seek(9);
     EXPECT_EQ(f.GetChar(), '9');

@@ -17,28 +17,25 @@ std::string T(const CStr& s) {
     return std::string(s.c_str(), s.Length());
 }
 
-TEST(CStrConstruction, NullEmptyAndCountedForms) {
-    EXPECT_TRUE(CStr(static_cast<const char*>(nullptr)).IsNull());
-    EXPECT_TRUE(CStr("").IsNull());
-    EXPECT_TRUE(CStr("abc", 0).IsNull());
-    EXPECT_TRUE(CStr(static_cast<const char*>(nullptr), 4).IsNull());
-    EXPECT_TRUE(CStr('\0', 5).IsNull());
-    EXPECT_EQ(T(CStr('x', 3)), "xxx");
-    EXPECT_EQ(T(CStr("abcdef", 3)), "abc");
-    // An embedded zero shortens the counted form.
-    CStr z("ab\0cd", 5);
-    EXPECT_EQ(z.Length(), 2u);
-    EXPECT_EQ(T(z), "ab");
-    CStr c;
-    c = 'q';
-    EXPECT_EQ(T(c), "q");
+// The text of a string made from text after edit has run on it.
+template <class F>
+std::string After(const char* text, F edit) {
+    CStr s(text);
+    edit(s);
+    return T(s);
 }
 
-TEST(CStrConstruction, NullHandleIsAValidEmptyString) {
+TEST(CStrConstruction, NullEmptyAndCountedForms) {
+    for (const CStr& null : {CStr(static_cast<const char*>(nullptr)), CStr(""), CStr("abc", 0),
+                             CStr(static_cast<const char*>(nullptr), 4), CStr('\0', 5)})
+        EXPECT_TRUE(null.IsNull());
+    EXPECT_EQ(T(CStr('x', 3)), "xxx");
+    EXPECT_EQ(T(CStr("abcdef", 3)), "abc");
+    EXPECT_EQ(T(CStr("ab\0cd", 5)), "ab") << "an embedded zero shortens the counted form";
+    EXPECT_EQ(After("", [](CStr& s) { s = 'q'; }), "q");
+    // A null handle is a valid empty string.
     CStr n;
-    ASSERT_NE(static_cast<const char*>(n), nullptr);
     EXPECT_STREQ(static_cast<const char*>(n), "");
-    EXPECT_EQ(n.Length(), 0u);
     EXPECT_EQ(n.GetLength(), 0u);
     EXPECT_EQ(n.Size(), 0u);
     EXPECT_EQ(n[0], 0);
@@ -50,17 +47,14 @@ TEST(CStrConstruction, NullHandleIsAValidEmptyString) {
 // A body asks the pool for (characters + terminator) + 12 bytes; the pool adds an 8-byte header and
 // rounds up to 16 (up to 1,024 bytes), granting that less 8. Capacity = granted - 12.
 TEST(CStrCapacity, FollowsTheSizeThePoolGranted) {
-    EXPECT_EQ(CStr("a").Size(), 12u);
-    EXPECT_EQ(CStr(std::string(11, 'a').c_str()).Size(), 12u);  // 12 + 12 + 8 = 32
-    EXPECT_EQ(CStr(std::string(12, 'a').c_str()).Size(), 28u);  // 33 -> 48
-    EXPECT_EQ(CStr(std::string(27, 'a').c_str()).Size(), 28u);  // 48
-    EXPECT_EQ(CStr(std::string(28, 'a').c_str()).Size(), 44u);  // 49 -> 64
-    EXPECT_EQ(CStr(std::string(2000, 'a').c_str()).Size(), 2001u) << "large blocks are granted as asked";
+    const std::pair<std::size_t, unsigned> sizes[] = {
+        {1, 12},  {11, 12} /* 12 + 12 + 8 = 32 */, {12, 28} /* 33 -> 48 */,
+        {27, 28}, {28, 44} /* 49 -> 64 */,         {2000, 2001} /* large blocks are granted as asked */};
+    for (const auto& [length, size] : sizes) EXPECT_EQ(CStr(std::string(length, 'a').c_str()).Size(), size);
 }
 
 TEST(CStrCapacity, GrowthDoublesTheNeedPlusFour) {
     CStr s(std::string(11, 'a').c_str());
-    ASSERT_EQ(s.Size(), 12u);
     s += 'b';  // need 13 -> 2*13+4 = 30 characters -> 42 bytes asked -> block 64 -> capacity 44
     EXPECT_EQ(s.Size(), 44u);
     EXPECT_EQ(T(s), std::string(11, 'a') + "b");
@@ -69,7 +63,6 @@ TEST(CStrCapacity, GrowthDoublesTheNeedPlusFour) {
     t += 'c';  // need 14 -> 26 bytes asked -> block 48 -> capacity 28
     EXPECT_EQ(t.Size(), 28u);
     EXPECT_EQ(s.Size(), 44u);
-    EXPECT_EQ(s.Length(), 12u);
     CStr e;
     e += 'a';
     EXPECT_EQ(e.Size(), 12u) << "no growth factor for a first body";
@@ -79,93 +72,64 @@ TEST(CStrCapacity, GrowthDoublesTheNeedPlusFour) {
     EXPECT_EQ(f.Length(), 0u);
 }
 
+// Every editing operation unshares a shared body first: the other handles keep the old text.
 TEST(CStrCopyOnWrite, CopiesShareAndEditsArePrivate) {
-    CStr a("hello");
-    CStr b(a);
-    CStr c;
+    const CStr a("hello");
+    CStr b(a), c;
     c = b;
-    EXPECT_EQ(a.GetRep(), b.GetRep());
     EXPECT_EQ(a.GetRep(), c.GetRep());
     EXPECT_EQ(a.GetRep()->refCount, 3);
     b += '!';
-    EXPECT_NE(a.GetRep(), b.GetRep());
-    EXPECT_EQ(T(a), "hello");
-    EXPECT_EQ(T(b), "hello!");
     EXPECT_EQ(a.GetRep()->refCount, 2);
     EXPECT_EQ(c.SetChar(0, 'j'), 'j');
-    EXPECT_EQ(T(a), "hello");
-    EXPECT_EQ(T(c), "jello");
-    CStr d(a);
-    d.Upper();
-    EXPECT_EQ(T(a), "hello");
-    EXPECT_EQ(T(d), "HELLO");
-    CStr e(a);
-    e.Delete(0, 1);
-    e.Insert(0, 'y');
-    e.TrimTrailing('o');
-    e.DeleteLastChar(1);
-    EXPECT_EQ(T(a), "hello");
-    EXPECT_EQ(T(e), "yel");
-    CStr f(a);
-    f.CopySelf(1, 2);
-    EXPECT_EQ(T(f), "el");
+    EXPECT_EQ(T(b) + T(c), "hello!jello");
+    const auto edited = [&a](auto edit) {
+        CStr copy(a);
+        edit(copy);
+        return T(copy);
+    };
+    EXPECT_EQ(edited([](CStr& s) { s.Upper(); }), "HELLO");
+    EXPECT_EQ(
+        edited([](CStr& s) { s.Delete(0, 1), s.Insert(0, 'y'), s.TrimTrailing('o'), s.DeleteLastChar(1); }),
+        "yel");
+    EXPECT_EQ(edited([](CStr& s) { s.CopySelf(1, 2); }), "el");
     EXPECT_EQ(T(a), "hello");
     EXPECT_EQ(a.GetRep()->refCount, 1);
 }
 
 TEST(CStrAccess, OutOfRangeReadsAndWritesNeverFail) {
     CStr s("abc");
-    EXPECT_EQ(s[-1], 0);
-    EXPECT_EQ(s[3], 0);
+    for (const char c :
+         {s[-1], s[3], s[static_cast<short>(-1)], s[static_cast<unsigned short>(3)], s[3u], s[0xFFFFFFFFu]})
+        EXPECT_EQ(c, 0);
     EXPECT_EQ(s[2], 'c');
-    EXPECT_EQ(s[static_cast<short>(-1)], 0);
-    EXPECT_EQ(s[static_cast<unsigned short>(3)], 0);
-    EXPECT_EQ(s[3u], 0);
-    EXPECT_EQ(s[0xFFFFFFFFu], 0);
     EXPECT_EQ(s.LastChar(0), 'c');
     EXPECT_EQ(s.LastChar(1), 'b');
     EXPECT_EQ(s.LastChar(1000), 'a') << "clamped to the first character";
-    EXPECT_EQ(s.SetChar(3, 'x'), 0);
-    EXPECT_EQ(s.SetChar(100, 'x'), 0);
-    EXPECT_EQ(T(s), "abc");
+    for (const char refused : {s.SetChar(3, 'x'), s.SetChar(100, 'x'), CStr().SetChar(0, 'x')})
+        EXPECT_EQ(refused, 0);
+    EXPECT_EQ(After("abc", [](CStr& s) { s.SetChar(3, 'x'), s.Delete(3, 1), s.Delete(100, 5); }), "abc");
+    EXPECT_EQ(After("abc", [](CStr& s) { s.Delete(1, 100); }), "a");
     CStr n;
-    EXPECT_EQ(n.SetChar(0, 'x'), 0);
-    EXPECT_TRUE(n.IsNull());
-    s.Delete(3, 1);
-    s.Delete(100, 5);
-    EXPECT_EQ(T(s), "abc");
-    s.Delete(1, 100);
-    EXPECT_EQ(T(s), "a");
+    n.SetChar(0, 'x');
     n.Delete(0, 1);
     EXPECT_TRUE(n.IsNull());
-}
-
-TEST(CStrAccess, CharacterEquality) {
+    // Equality with a character: exactly that one character.
     EXPECT_TRUE(CStr("a") == 'a');
-    EXPECT_FALSE(CStr("aa") == 'a');
-    EXPECT_FALSE(CStr("b") == 'a');
-    EXPECT_TRUE(CStr() != 'a');
-    EXPECT_TRUE(CStr("ab") != 'a');
+    EXPECT_FALSE(CStr("aa") == 'a' || CStr("b") == 'a');
+    EXPECT_TRUE(CStr() != 'a' && CStr("ab") != 'a');
 }
 
 TEST(CStrEditing, AppendAndConcatenate) {
-    CStr s("ab");
-    s += '\0';
-    EXPECT_EQ(s.Length(), 2u) << "appending the character 0 does nothing";
-    s += CStr("cd");
-    s += CStr();
-    EXPECT_EQ(T(s), "abcd");
-    EXPECT_EQ(T(CStr("x") + CStr("y")), "xy");
-    EXPECT_EQ(T(CStr("x") + "yz"), "xyz");
-    EXPECT_EQ(T("w" + CStr("x")), "wx");
-    EXPECT_EQ(T(CStr("x") + 'q'), "xq");
-    EXPECT_EQ(T('q' + CStr("x")), "qx");
-    EXPECT_EQ(T(CStr() + CStr()), "");
+    EXPECT_EQ(After("ab", [](CStr& s) { s += '\0'; }), "ab") << "appending the character 0 does nothing";
+    EXPECT_EQ(After("ab", [](CStr& s) { s += CStr("cd"), s += CStr(); }), "abcd");
+    EXPECT_EQ(T(CStr("x") + CStr("y")) + T(CStr("x") + "yz") + T("w" + CStr("x")), "xyxyzwx");
+    EXPECT_EQ(T(CStr("x") + 'q') + T('q' + CStr("x")) + T(CStr() + CStr()), "xqqx");
     // Many appends in a row keep every character.
     CStr many;
     std::string ref;
     for (int i = 0; i < 3000; ++i) {
-        char c = static_cast<char>('a' + i % 26);
+        const char c = static_cast<char>('a' + i % 26);
         many += c;
         ref += c;
     }
@@ -173,45 +137,24 @@ TEST(CStrEditing, AppendAndConcatenate) {
     EXPECT_GE(many.Size(), many.Length() + 1);
 }
 
-TEST(CStrEditing, InsertDeleteCopy) {
-    CStr s("ac");
-    s.Insert(1, 'b');
-    EXPECT_EQ(T(s), "abc");
-    s.Insert(0, CStr("xy"));
-    EXPECT_EQ(T(s), "xyabc");
-    s.Insert(s.Length(), CStr("!"));
-    EXPECT_EQ(T(s), "xyabc!");
-    s.Delete(0, 2);
-    EXPECT_EQ(T(s), "abc!");
-    EXPECT_EQ(T(s.Copy(1, 2)), "bc");
-    EXPECT_EQ(T(s.Copy(1)), "bc!");
-    EXPECT_EQ(T(s.Copy(2, 100)), "c!");
-    EXPECT_TRUE(s.Copy(4, 1).IsNull());
-    EXPECT_TRUE(s.Copy(100).IsNull());
-    EXPECT_TRUE(s.Copy(0, 0).IsNull());
-    CStr t("hello");
-    t.CopySelf(10);
-    EXPECT_TRUE(t.IsNull());
-    CStr u("hello");
-    u.DeleteLastChar(2);
-    EXPECT_EQ(T(u), "hel");
-    u.DeleteLastChar(10);
-    EXPECT_EQ(u.Length(), 0u);
+TEST(CStrEditing, InsertDeleteCopyTrim) {
+    EXPECT_EQ(After("ac", [](CStr& s) { s.Insert(1, 'b'); }), "abc");
+    EXPECT_EQ(After("abc", [](CStr& s) { s.Insert(0, CStr("xy")), s.Insert(s.Length(), CStr("!")); }),
+              "xyabc!");
+    EXPECT_EQ(After("xyabc", [](CStr& s) { s.Delete(0, 2); }), "abc");
+    const CStr s("abc!");
+    EXPECT_EQ(T(s.Copy(1, 2)) + "|" + T(s.Copy(1)) + "|" + T(s.Copy(2, 100)), "bc|bc!|c!");
+    EXPECT_TRUE(s.Copy(4, 1).IsNull() && s.Copy(100).IsNull() && s.Copy(0, 0).IsNull());
+    EXPECT_EQ(After("hello", [](CStr& s) { s.CopySelf(10); }), "");
+    EXPECT_EQ(After("hello", [](CStr& s) { s.DeleteLastChar(2); }), "hel");
+    EXPECT_EQ(After("hello", [](CStr& s) { s.DeleteLastChar(10); }), "");
+    EXPECT_EQ(After("  ab  ", [](CStr& s) { s.Trim(); }), "ab");
+    EXPECT_EQ(After("xxaxx", [](CStr& s) { s.TrimLeading('x'); }), "axx");
+    EXPECT_EQ(After("xxaxx", [](CStr& s) { s.TrimTrailing('x'); }), "xxa");
+    EXPECT_EQ(After("xxx", [](CStr& s) { s.Trim('x'); }), "");
 }
 
-TEST(CStrEditing, TrimAndPad) {
-    CStr s("  ab  ");
-    s.Trim();
-    EXPECT_EQ(T(s), "ab");
-    CStr x("xxaxx");
-    x.TrimLeading('x');
-    EXPECT_EQ(T(x), "axx");
-    x.TrimTrailing('x');
-    EXPECT_EQ(T(x), "a");
-    CStr all("xxx");
-    all.Trim('x');
-    EXPECT_EQ(all.Length(), 0u);
-
+TEST(CStrEditing, Pad) {
     const struct {
         const char* text;
         unsigned width;
@@ -224,31 +167,21 @@ TEST(CStrEditing, TrimAndPad) {
         {"abc", 3, '*', eRightJustify, "abc"}, {"abc", 1, '*', eRightJustify, "abc"},
         {"", 3, '-', eRightJustify, "---"},
     };
-    for (const auto& c : pads) {
-        CStr p(c.text);
-        p.Pad(c.width, c.fill, c.just);
-        EXPECT_EQ(T(p), c.padded) << c.text << " to " << c.width;
-    }
+    for (const auto& c : pads)
+        EXPECT_EQ(After(c.text, [&](CStr& s) { s.Pad(c.width, c.fill, c.just); }), c.padded)
+            << c.text << " to " << c.width;
 }
 
 TEST(CStrCase, MapsThroughTheCharacterTable) {
-    CStr s("\xE9lan \xDF\xFF");  // élan ß ÿ
+    const CStr s("\xE9lan \xDF\xFF");  // élan ß ÿ
     EXPECT_EQ(T(s.StrUpper()), "\xC9LAN \xDF\x9F") << "ß stays, ÿ becomes 0x9F";
     EXPECT_EQ(T(s), "\xE9lan \xDF\xFF") << "the value forms leave the original alone";
     EXPECT_EQ(T(CStr("\xC9T\xC9").StrLower()), "\xE9t\xE9");
     EXPECT_EQ(T(CStr("\xC9t\xE9 \x8C\x9C").StrStrip()), "Ete Oo");
     EXPECT_EQ(T(CStr("\xC9t\xE9 \xDF").StrSanitize()), "ETE S");
-    CStr f("\xE9lan");
-    f.FirstUpper();
-    EXPECT_EQ(T(f), "\xC9lan");
-    CStr g("abc");
-    g.Lower();
-    g.Upper();
-    EXPECT_EQ(T(g), "ABC");
-    CStr n;
-    n.Upper();
-    n.FirstUpper();
-    EXPECT_EQ(n.Length(), 0u);
+    EXPECT_EQ(After("\xE9lan", [](CStr& s) { s.FirstUpper(); }), "\xC9lan");
+    EXPECT_EQ(After("abc", [](CStr& s) { s.Lower(), s.Upper(); }), "ABC");
+    EXPECT_EQ(After("", [](CStr& s) { s.Upper(), s.FirstUpper(); }), "");
 }
 
 // ---- search --------------------------------------------------------------------------------------
