@@ -2,8 +2,9 @@
 # Installs what building and testing need, with apt-get, when something is missing.
 set -euo pipefail
 # Usage: scripts/deps.sh [bench]   (bench adds the peers the benchmarks compare against)
-packages=(cmake ninja-build g++ clang clang-format python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
-[ "${1:-}" = bench ] && packages+=(libspdlog-dev nlohmann-json3-dev rapidjson-dev)
+packages=(cmake ninja-build g++ clang clang-format python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+  libcli11-dev nlohmann-json3-dev)
+[ "${1:-}" = bench ] && packages+=(libspdlog-dev rapidjson-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
