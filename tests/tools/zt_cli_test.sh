@@ -1,60 +1,139 @@
 #!/usr/bin/env bash
-# The zt tool as a script uses it: outputs, error places and exit codes.
-# Usage: zt_cli_test.sh ZT EXAMPLE WORKDIR
+# The zt tool as a person or a script uses it: outputs, standard input and output, error places, exit codes,
+# outputs written whole or not at all, a full device, input detection, lossy conversions, JSON round trips.
+# Usage: zt_cli_test.sh ZT EXAMPLE README WORKDIR
 set -uo pipefail
-zt=$1 example=$2 work=$3
+zt=$1 example=$2 readme=$3 work=$4
 rm -rf "$work" && mkdir -p "$work"
 failures=0
-expect() {  # expect NAME WANTED-EXIT COMMAND...
+fail() { echo "FAIL $*"; failures=$((failures + 1)); }
+expect() {  # expect NAME WANTED-EXIT COMMAND...   (output in $work/out, errors in $work/err)
   local name=$1 want=$2
   shift 2
   "$@" >"$work/out" 2>"$work/err"
   local got=$?
-  if [ "$got" != "$want" ]; then
-    echo "FAIL $name: exit $got, wanted $want"; cat "$work/out" "$work/err"; failures=$((failures + 1))
-  fi
+  [ "$got" = "$want" ] || { fail "$name: exit $got, wanted $want"; cat "$work/out" "$work/err"; }
 }
-contains() {  # contains NAME FILE TEXT
-  if ! grep -qF -- "$3" "$2"; then echo "FAIL $1: '$3' not in $2"; cat "$2"; failures=$((failures + 1)); fi
+has() {  # has NAME FILE TEXT
+  grep -qF -- "$3" "$2" || { fail "$1: '$3' not in $(basename "$2")"; cat "$2"; }
+}
+same() {  # same NAME FILE FILE
+  cmp -s "$2" "$3" || { fail "$1: $(basename "$2") and $(basename "$3") differ"; diff "$2" "$3" | head -20; }
 }
 
+# ---- usage, help, version ----
 expect help 0 "$zt" --help
-contains help "$work/out" "usage: zt"
+has help "$work/out" "Subcommands:"
+for command in pretty check convert; do
+  expect "help-$command" 0 "$zt" "$command" --help
+  has "help-$command" "$work/out" "Usage:"
+done
+expect version 0 "$zt" --version
+has version "$work/out" "zt "
 expect no-command 2 "$zt"
-contains no-command "$work/err" "no command given"
 expect unknown-command 2 "$zt" frobnicate
-expect bad-target 2 "$zt" convert "$example" --to json -o "$work/x"
+expect bad-target 2 "$zt" convert "$example" --to yaml
+expect no-target 2 "$zt" convert "$example"
 
+# ---- reading: files, standard input, detection ----
 expect pretty 0 "$zt" pretty "$example"
-contains pretty "$work/out" 'lex="dog"'
-contains pretty "$work/out" '(S (NP _agr) (VP _agr))'
-cp "$work/out" "$work/pretty-original"
-
+has pretty "$work/out" 'lex = "dog"'
+has pretty "$work/out" '(S (NP _agr) (VP _agr))'
+if grep -q ' $' "$work/out"; then fail "pretty: trailing spaces"; fi
+cp "$work/out" "$work/pretty.txt"
+expect pretty-stdin 0 sh -c "cat '$example' | '$zt' pretty"
+same pretty-stdin "$work/out" "$work/pretty.txt"
+expect pretty-dash 0 sh -c "'$zt' pretty - < '$example'"
+same pretty-dash "$work/out" "$work/pretty.txt"
 expect check-good 0 "$zt" check "$example"
-contains check-good "$work/out" "ok, 10 values"
-
-printf '(a b)\n{x = 1,\n  y = }\n[1, 2\n' >"$work/bad.zt"
-expect check-bad 1 "$zt" check "$work/bad.zt"
-contains check-bad "$work/err" "bad.zt:5:1: error 10003: Unexpected end of generic stream"
-printf '(a b)\n  #oops\n' >"$work/junk.zt"
-expect check-junk 1 "$zt" check "$work/junk.zt"
-contains check-junk "$work/err" "junk.zt:2:3: error 10003: Unrecognized character in Generic stream"
+has check-good "$work/out" "ok, 10 text values"
+expect check-directory 3 "$zt" check "$work"
+has check-directory "$work/err" "is a directory"
 expect check-missing 3 "$zt" check "$work/absent.zt"
-contains check-missing "$work/err" "File not found"
+has check-missing "$work/err" "No such file or directory"
+# UTF-16 with a byte-order mark, either order.
+printf '\xff\xfe(\0a\0 \0\xe9\0)\0' >"$work/le.zt"
+printf '\xfe\xff\0(\0a\0 \0\xe9\0)' >"$work/be.zt"
+expect utf16 0 "$zt" pretty "$work/le.zt" "$work/be.zt"
+has utf16 "$work/out" "(a é)"
+# The order of set elements and bundle keys never depends on what was read before, with --sorted.
+printf '{zeta = 1, alpha = [b, a]}\n' >"$work/order.zt"
+expect sorted 0 "$zt" pretty --sorted "$work/order.zt"
+has sorted "$work/out" "{alpha = [a, b], zeta = 1}"
+expect library 0 "$zt" pretty --library "$work/order.zt"
+expect compact 0 "$zt" pretty --compact "$example"
+[ "$(wc -l <"$work/out")" = 10 ] || fail "compact: not one line a value"
 
+# ---- errors: one line with the place, and hints ----
+printf '(a b)\n{x = 1,\n  y = [1, 2\n' >"$work/open.zt"
+expect unclosed 1 "$zt" check "$work/open.zt"
+has unclosed "$work/err" "open.zt:3:7: '[' is never closed"
+printf '(a b)\n  #oops\n' >"$work/junk.zt"
+expect junk 1 "$zt" check "$work/junk.zt"
+has junk "$work/err" "junk.zt:2:3: Unrecognized character in Generic stream"
+[ "$(wc -l <"$work/err")" = 1 ] || fail "junk: the error is not one line"
+expect verbose 1 "$zt" check --verbose "$work/junk.zt"
+has verbose "$work/err" '[error 10003: Unrecognized character in Generic stream : "(a b)\n  #"]'
+printf '(a b) // a note\n' >"$work/comment.zt"
+expect line-comment 1 "$zt" check "$work/comment.zt"
+has line-comment "$work/err" "comment.zt:1:7: the text ends in a line comment"
+expect several 3 "$zt" check "$work/junk.zt" "$example" "$work/absent.zt"
+has several "$work/out" "ok, 10 text values"
+[ "$(wc -l <"$work/err")" = 2 ] || fail "several: not one error a file"
+
+# ---- binary: detection and validation ----
+expect to-binary-refused 1 "$zt" convert "$example" --to binary -o "$work/g.bin"
+has to-binary-refused "$work/err" "value 7: the variable _agr cannot be written exactly in the binary form"
+[ -e "$work/g.bin" ] && fail "to-binary-refused: an output file was left"
 roundtrip=$(dirname "$0")/roundtrip.zt
-expect pretty-roundtrip 0 "$zt" pretty "$roundtrip"
-cp "$work/out" "$work/pretty-original"
-expect to-binary 0 "$zt" convert "$roundtrip" --to binary -o "$work/g.bin"
-expect to-text 0 "$zt" convert "$work/g.bin" --to text -o "$work/g.zt"
-expect pretty-again 0 "$zt" pretty "$work/g.zt"
-if ! cmp -s "$work/out" "$work/pretty-original"; then
-  echo "FAIL round trip: text -> binary -> text changed the values"; diff "$work/pretty-original" "$work/out"
-  failures=$((failures + 1))
+expect to-binary 0 "$zt" convert "$roundtrip" --to binary -o "$work/r.bin"
+expect check-binary 0 "$zt" check "$work/r.bin"
+has check-binary "$work/out" "binary value"
+expect to-text 0 "$zt" convert "$work/r.bin" --to text -o "$work/r.zt"
+expect pretty-roundtrip 0 "$zt" pretty --sorted "$roundtrip"
+cp "$work/out" "$work/r-original"
+expect pretty-again 0 "$zt" pretty --sorted "$work/r.zt"
+same text-binary-text "$work/out" "$work/r-original"
+expect lossy 0 "$zt" convert "$example" --to binary --lossy -o "$work/g.bin"
+has lossy "$work/err" "warning"
+head -c 1000 /dev/urandom >"$work/random.bin"
+printf '\x4d\0\0\0' | cat - "$work/random.bin" >"$work/unknown.bin"
+expect unknown-code 1 "$zt" convert "$work/unknown.bin" --to text -o "$work/u.zt"
+has unknown-code "$work/err" "not a value file: unknown kind code 77 at byte 0"
+[ -e "$work/u.zt" ] && fail "unknown-code: an output file was left"
+printf '\x06\0\0\0\x02\0\0\0\x03\0\0\0' >"$work/cut.bin"
+expect cut-short 1 "$zt" check "$work/cut.bin"
+has cut-short "$work/err" "not a value file: a value cut short at byte 8"
+expect random 1 "$zt" convert "$work/random.bin" --to text
+expect random-check 1 "$zt" check "$work/random.bin"
+
+# ---- writing: whole or nothing, standard output, full devices ----
+echo "precious" >"$work/keep.zt"
+printf '(a' >"$work/bad.zt"
+expect keep-on-failure 1 "$zt" convert "$work/bad.zt" --to text -o "$work/keep.zt"
+has keep-on-failure "$work/keep.zt" "precious"
+[ -z "$(ls -A "$work" | grep '\.tmp$')" ] || fail "keep-on-failure: a temporary file was left"
+expect to-stdout 0 sh -c "'$zt' convert '$roundtrip' --to binary | '$zt' convert --to text"
+if [ -w /dev/full ]; then
+  expect full-stdout 3 sh -c "'$zt' pretty '$example' > /dev/full"
+  has full-stdout "$work/err" "No space left on device"
 fi
-printf '\x06\x00\x00\x00\xff\xff\xff\x7f' >"$work/huge-count.bin"
-expect bad-binary 1 "$zt" convert "$work/huge-count.bin" --to text -o "$work/h.zt"
-contains bad-binary "$work/err" "Read operation failed"
+expect closed-pipe 3 bash -c "yes '(a b c)' | head -c 3000000 | '$zt' pretty | head -c 1 >/dev/null; exit \${PIPESTATUS[2]}"
+expect missing-dir 3 "$zt" convert "$example" --to text -o "$work/no/such/dir/x.zt"
+
+# ---- JSON ----
+expect to-json 0 "$zt" convert "$roundtrip" --to json -o "$work/r.json"
+expect from-json 0 "$zt" convert "$work/r.json" --to text -o "$work/r2.zt"
+expect json-again 0 "$zt" pretty --sorted "$work/r2.zt"
+same json-roundtrip "$work/out" "$work/r-original"
+printf '{"a": [1, 2,]}' >"$work/bad.json"
+expect bad-json 1 "$zt" check "$work/bad.json"
+has bad-json "$work/err" "bad.json:1:13: syntax error"
+
+# ---- the README's example of the text form ----
+awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"
+[ -s "$work/readme.zt" ] || fail "readme: the text block was not found"
+expect readme 0 "$zt" check "$work/readme.zt"
 
 [ "$failures" -eq 0 ] && echo "zt command line: all cases passed"
 exit $((failures > 0))
