@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the built library into a scratch prefix and builds a consumer against it, through the CMake
-# package and through pkg-config; both consumers must run and succeed. Every installed header must compile
+# package and through pkg-config; both consumers must run and succeed, and so must the installed zt. Every installed header must compile
 # on its own and be part of the umbrella header; nothing internal may be installed.
 set -euo pipefail
 build=$1 source=$2 work=$3
@@ -28,4 +28,7 @@ flags=$(PKG_CONFIG_PATH="$pc_dir" pkg-config --cflags --libs ztbase)
 # shellcheck disable=SC2086
 c++ "$source/consumer/main.cpp" -o "$work/pkgconfig-consumer" $flags
 LD_LIBRARY_PATH="$work/prefix/lib:$work/prefix/lib64:${LD_LIBRARY_PATH:-}" "$work/pkgconfig-consumer"
-echo "install, find_package and pkg-config: ok"
+# The installed zt runs as it is, without LD_LIBRARY_PATH.
+env -u LD_LIBRARY_PATH "$work/prefix/bin/zt" --version
+printf '{a = [1, 2]}' | env -u LD_LIBRARY_PATH "$work/prefix/bin/zt" pretty --compact | grep -qxF '{a = [1, 2]}'
+echo "install, find_package, pkg-config and the installed zt: ok"

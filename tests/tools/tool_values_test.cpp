@@ -80,7 +80,8 @@ private:
         return kWords[Pick(8)];
     }
     std::string Text() {
-        static const char* const kPieces[] = {"a", " ", "\"", "\\", "\n", "\xE2\x82\xAC", "q(", "}", "//", "/*"};
+        static const char* const kPieces[] = {"a",  " ", "\"", "\\", "\n", "\xE2\x82\xAC",
+                                              "q(", "}", "//", "/*"};
         std::string out;
         for (unsigned n = Pick(6); n > 0; --n) out += kPieces[Pick(10)];
         return out;
@@ -88,7 +89,8 @@ private:
     CGeneric List(int depth) {
         CGeneric rest = Pick(4) == 0 ? Value(depth) : CGeneric();
         if (rest.GetType() == eGenericList) rest = CGeneric();
-        for (unsigned n = 1 + Pick(5); n > 0; --n) rest = CGenericList(Pick(8) ? Value(depth) : CGeneric(), rest);
+        for (unsigned n = 1 + Pick(5); n > 0; --n)
+            rest = CGenericList(Pick(8) ? Value(depth) : CGeneric(), rest);
         return rest;
     }
 
@@ -130,12 +132,13 @@ TEST(ToolFormatter, LongValuesOpenOneElementALineIndentedByFour) {
     const CGeneric value = CGeneric::CreateFromString(CUniStr(
         u"{lexicon = [alpha, beta, gamma, delta, epsilon, zeta, eta, theta, iota, kappa, lambda, mu, nu], "
         u"rule = (S (NP _agr) (VP _agr)), note = \"short\"}"));
-    EXPECT_EQ(zt::FormatValue(value, {}),
-              "{\n"
-              "    lexicon = [alpha, beta, gamma, delta, epsilon, zeta, eta, theta, iota, kappa, lambda, mu, nu],\n"
-              "    rule = (S (NP _agr) (VP _agr)),\n"
-              "    note = \"short\"\n"
-              "}");
+    EXPECT_EQ(
+        zt::FormatValue(value, {}),
+        "{\n"
+        "    lexicon = [alpha, beta, gamma, delta, epsilon, zeta, eta, theta, iota, kappa, lambda, mu, nu],\n"
+        "    rule = (S (NP _agr) (VP _agr)),\n"
+        "    note = \"short\"\n"
+        "}");
     const CGeneric sorted = CGeneric::CreateFromString(CUniStr(u"[zeta, \"b\", alpha, 3, {y = 1, x = 2}]"));
     EXPECT_EQ(zt::FormatValue(sorted, {true, false}), "[\"b\", 3, alpha, zeta, {x = 2, y = 1}]");
 }
@@ -179,8 +182,9 @@ TEST(ToolJson, TheMappingOfEveryKind) {
     EXPECT_EQ(zt::ToJson(marked, false), R"({"$bundle":{"$k":1.0}})") << "a key that looks like a member";
     // From JSON only: booleans are the truth symbols; integers a double cannot hold are refused.
     std::vector<std::string> seen;
-    zt::ForEachJsonValue(zt::Input{"in", "true false 12 null"},
-                         [&](const CGeneric& v) { seen.push_back(v.IsNull() ? "null" : v.GetString().ToUtf8()); });
+    zt::ForEachJsonValue(zt::Input{"in", "true false 12 null"}, [&](const CGeneric& v) {
+        seen.push_back(v.IsNull() ? "null" : v.GetString().ToUtf8());
+    });
     EXPECT_EQ(seen, (std::vector<std::string>{"True", "False", "12", "null"}));
     const auto failure = [](const std::string& json) {
         try {
@@ -190,11 +194,16 @@ TEST(ToolJson, TheMappingOfEveryKind) {
         }
         return std::string("no failure");
     };
-    EXPECT_EQ(failure("9007199254740993"), "1 in.json: the number 9007199254740993 is not exact as a double (--lossy takes it)");
-    EXPECT_EQ(failure("\"two words\""), "1 in.json: \"two words\" is not a symbol (a text is written {\"$string\": ...})");
+    EXPECT_EQ(failure("9007199254740993"),
+              "1 in.json: the number 9007199254740993 is not exact as a double (--lossy takes it)");
+    EXPECT_EQ(failure("\"two words\""),
+              "1 in.json: \"two words\" is not a symbol (a text is written {\"$string\": ...})");
     EXPECT_EQ(failure("{\"$other\": 1}"),
-              "1 in.json: unknown member \"$other\" (a bundle key starting with \"$\" is written in {\"$bundle\": ...})");
-    EXPECT_EQ(failure("[1,\n 2,]"), "1 in.json:2:4: syntax error while parsing value - unexpected ']'; expected '[', '{', or a literal");
+              "1 in.json: unknown member \"$other\" (a bundle key starting with \"$\" is written in "
+              "{\"$bundle\": ...})");
+    EXPECT_EQ(
+        failure("[1,\n 2,]"),
+        "1 in.json:2:4: syntax error while parsing value - unexpected ']'; expected '[', '{', or a literal");
 }
 
 TEST(ToolLossy, WhatEachFormCannotHold) {
@@ -211,10 +220,12 @@ TEST(ToolLossy, WhatEachFormCannotHold) {
         {u"[1, (2 . 3), {a = b}]", zt::Form::kBinary, ""},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(zt::FindLossy(CGeneric::CreateFromString(CUniStr(c.text)), c.to), c.lost) << CUniStr(c.text).ToUtf8();
+        EXPECT_EQ(zt::FindLossy(CGeneric::CreateFromString(CUniStr(c.text)), c.to), c.lost)
+            << CUniStr(c.text).ToUtf8();
     EXPECT_EQ(zt::FindLossy(CGeneric(1.0 / 3), zt::Form::kText), "the number 0.3333333333");
     EXPECT_EQ(zt::FindLossy(CGeneric(0.25), zt::Form::kText), "");
-    EXPECT_EQ(zt::FindLossy(CGeneric(std::numeric_limits<double>::infinity()), zt::Form::kJson), "the number inf");
+    EXPECT_EQ(zt::FindLossy(CGeneric(std::numeric_limits<double>::infinity()), zt::Form::kJson),
+              "the number inf");
     EXPECT_EQ(zt::FindLossy(CSymbol("a(b"), zt::Form::kText), "the symbol a(b");
 }
 

@@ -12,9 +12,11 @@ Command AddCheckCommand(CLI::App& zt) {
         std::string from = "auto";
     };
     auto o = std::make_shared<Options>();
-    CLI::App* app = zt.add_subcommand("check", "Report the first error of each file (standard input: none or -)");
+    CLI::App* app =
+        zt.add_subcommand("check", "Report the first error of each file (standard input: none or -)");
     app->add_option("files", o->files, "Value files in the text or binary form");
-    app->add_option("--from", o->from, "The form of the input")->check(CLI::IsMember({"auto", "text", "binary", "json"}));
+    app->add_option("--from", o->from, "The form of the input")
+        ->check(CLI::IsMember({"auto", "text", "binary", "json"}));
     app->add_flag("-q,--quiet", o->quiet, "Print errors only");
     app->add_flag("--verbose", o->verbose, "Errors add the library's code and the text read so far");
     return {app, [o] {
@@ -29,8 +31,8 @@ Command AddCheckCommand(CLI::App& zt) {
                         unsigned count = 0;
                         ForEachValue(in, read, [&](const ZtBase::CGeneric&) { ++count; });
                         if (!o->quiet)
-                            std::printf("%s: ok, %u %s value%s\n", in.name.c_str(), count, FormName(read.form),
-                                        count == 1 ? "" : "s");
+                            std::printf("%s: ok, %u %s value%s\n", in.name.c_str(), count,
+                                        FormName(read.form), count == 1 ? "" : "s");
                     } catch (const Failure& failure) {
                         // Every file is checked; the worst failure decides the exit code.
                         result = std::max(result, Report(failure));

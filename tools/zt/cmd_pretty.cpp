@@ -20,7 +20,8 @@ Command AddPrettyCommand(CLI::App& zt) {
     app->add_flag("--sorted", o->layout.sorted, "Set elements and bundle keys in the order of their text");
     app->add_flag("--compact", o->layout.compact, "Each value on one line");
     app->add_flag("--library", o->library, "The library's own pretty-print layout");
-    app->add_option("--from", o->from, "The form of the input")->check(CLI::IsMember({"auto", "text", "binary", "json"}));
+    app->add_option("--from", o->from, "The form of the input")
+        ->check(CLI::IsMember({"auto", "text", "binary", "json"}));
     app->add_flag("--verbose", o->verbose, "Errors add the library's code and the text read so far");
     return {app, [o] {
                 Output out(o->output);
@@ -31,7 +32,8 @@ Command AddPrettyCommand(CLI::App& zt) {
                     read.form = ParseForm(o->from, in);
                     read.verbose = o->verbose;
                     ForEachValue(in, read, [&](const ZtBase::CGeneric& value) {
-                        std::string text = o->library ? value.GetPrettyPrint().ToUtf8() : FormatValue(value, o->layout);
+                        std::string text =
+                            o->library ? value.GetPrettyPrint().ToUtf8() : FormatValue(value, o->layout);
                         if (text.empty() || text.back() != '\n') text += '\n';
                         out.Write(text);
                     });

@@ -161,10 +161,10 @@ private:
     std::vector<std::pair<std::string, const CGeneric*>> Pairs(const CGeneric& value) const {
         std::vector<std::pair<std::string, const CGeneric*>> out;
         const CAssociationBundle bundle = value;
-        for (const auto& [key, v] : bundle)
-            out.emplace_back(key.GetString().ToUtf8(), &v);
+        for (const auto& [key, v] : bundle) out.emplace_back(key.GetString().ToUtf8(), &v);
         if (m_layout.sorted)
-            std::stable_sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+            std::stable_sort(out.begin(), out.end(),
+                             [](const auto& a, const auto& b) { return a.first < b.first; });
         return out;
     }
 

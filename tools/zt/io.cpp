@@ -47,8 +47,8 @@ Output::Output(const std::string& path) {
     // In the same directory, so that the rename cannot cross file systems.
     const std::filesystem::path target(path);
     for (int attempt = 0; !m_file && attempt < 100; ++attempt) {
-        m_temporary = (target.parent_path() / ("." + target.filename().string() + ".zt-" +
-                                               std::to_string(attempt) + ".tmp"))
+        m_temporary = (target.parent_path() /
+                       ("." + target.filename().string() + ".zt-" + std::to_string(attempt) + ".tmp"))
                           .string();
         if (std::filesystem::exists(m_temporary, ignored)) continue;
         m_file = std::fopen(m_temporary.c_str(), "wbx");

@@ -51,13 +51,15 @@ Json ToJsonValue(const CGeneric& value, unsigned depth) {
             return ListToJson(value, depth);
         case eGenericSet: {
             Json elements = Json::array();
-            for (const CGeneric& v : static_cast<CGenericSet>(value)) elements.push_back(ToJsonValue(v, depth + 1));
+            for (const CGeneric& v : static_cast<CGenericSet>(value))
+                elements.push_back(ToJsonValue(v, depth + 1));
             return Json{{"$set", std::move(elements)}};
         }
         case eGenericAssociation: {
             const CAssociation a = value;
             Json key = a.GetKey().IsNull() ? Json(nullptr) : Json(Text(a.GetKey().GetString()));
-            return Json{{"$association", Json::array({std::move(key), ToJsonValue(a.GetValue(), depth + 1)})}};
+            return Json{
+                {"$association", Json::array({std::move(key), ToJsonValue(a.GetValue(), depth + 1)})}};
         }
         case eGenericAssociationBundle: {
             Json object = Json::object();
@@ -79,7 +81,8 @@ public:
     FromJsonMapper(const std::string& name, bool lossy) : m_name(name), m_lossy(lossy) {}
 
     CGeneric Value(const Json& j, unsigned depth) {
-        if (depth > kMaxGenericNesting) Fail("values nested deeper than " + std::to_string(kMaxGenericNesting));
+        if (depth > kMaxGenericNesting)
+            Fail("values nested deeper than " + std::to_string(kMaxGenericNesting));
         switch (j.type()) {
             case Json::value_t::null:
                 return CGeneric();
@@ -88,11 +91,13 @@ public:
             case Json::value_t::number_integer:
             case Json::value_t::number_unsigned: {
                 const double d = j.get<double>();
-                const bool exact = j.is_number_unsigned() ? static_cast<std::uint64_t>(d) == j.get<std::uint64_t>() &&
-                                                                d < 18446744073709551616.0
-                                                          : static_cast<std::int64_t>(d) == j.get<std::int64_t>() &&
-                                                                d < 9223372036854775808.0;
-                if (!exact && !m_lossy) Fail("the number " + j.dump() + " is not exact as a double (--lossy takes it)");
+                const bool exact =
+                    j.is_number_unsigned()
+                        ? static_cast<std::uint64_t>(d) == j.get<std::uint64_t>() &&
+                              d < 18446744073709551616.0
+                        : static_cast<std::int64_t>(d) == j.get<std::int64_t>() && d < 9223372036854775808.0;
+                if (!exact && !m_lossy)
+                    Fail("the number " + j.dump() + " is not exact as a double (--lossy takes it)");
                 return CGeneric(d);
             }
             case Json::value_t::number_float:
@@ -155,9 +160,11 @@ private:
         }
         if (only("$association")) {
             const Json& pair = j["$association"];
-            if (!pair.is_array() || pair.empty() || pair.size() > 2) Fail("\"$association\" takes [key, value]");
+            if (!pair.is_array() || pair.empty() || pair.size() > 2)
+                Fail("\"$association\" takes [key, value]");
             const CGeneric key = pair[0].is_null() ? CGeneric() : Symbol(String(pair[0], "$association"));
-            return CAssociation(static_cast<CSymbol>(key), pair.size() > 1 ? Value(pair[1], depth + 1) : CGeneric());
+            return CAssociation(static_cast<CSymbol>(key),
+                                pair.size() > 1 ? Value(pair[1], depth + 1) : CGeneric());
         }
         if (j.size() == 2 && j.contains("$list") && j.contains("$rest"))
             return List(j["$list"], Value(j["$rest"], depth + 1), depth);
@@ -168,7 +175,8 @@ private:
         } else {
             for (const auto& [name, v] : j.items())
                 if (!name.empty() && name[0] == '$')
-                    Fail("unknown member \"" + name + "\" (a bundle key starting with \"$\" is written in {\"$bundle\": ...})");
+                    Fail("unknown member \"" + name +
+                         "\" (a bundle key starting with \"$\" is written in {\"$bundle\": ...})");
         }
         CAssociationBundle bundle = MakeAssociationBundle();
         for (const auto& [name, v] : members->items())
@@ -215,7 +223,8 @@ void ForEachJsonValue(const Input& input, const std::function<void(const CGeneri
             std::string message = e.what();
             const std::size_t colon = message.find(": ", message.find("column"));
             if (colon != std::string::npos) message = message.substr(colon + 2);
-            throw Failure{kBadInput, input.name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message};
+            throw Failure{kBadInput, input.name + ":" + std::to_string(line) + ":" + std::to_string(column) +
+                                         ": " + message};
         }
         each(mapper.Value(j, 0));
     }

@@ -75,7 +75,8 @@ Open WhatWasOpen(const CUniStr& text, unsigned from) {
         } else if (c == '/' && i + 1 < n && text[i + 1] == '*') {
             // "*/" closes unless its star follows another star (the opening one excepted).
             const unsigned start = i;
-            for (i += 2; i + 1 < n && !(text[i] == '*' && text[i + 1] == '/' && (i == start + 2 || text[i - 1] != '*'));)
+            for (i += 2; i + 1 < n &&
+                         !(text[i] == '*' && text[i + 1] == '/' && (i == start + 2 || text[i - 1] != '*'));)
                 ++i;
             if (i + 1 >= n) return {start, "the comment is never closed (\"**/\" does not close one)"};
             ++i;
@@ -85,9 +86,10 @@ Open WhatWasOpen(const CUniStr& text, unsigned from) {
             unsigned rest = i;
             while (rest < n && (text[rest] == '\n' || text[rest] == '\r')) ++rest;
             if (rest >= n && brackets.empty())
-                return {start,
-                        "the text ends in a line comment: the reader needs a value or a /* */ comment after it "
-                        "(line breaks alone do not end it)"};
+                return {
+                    start,
+                    "the text ends in a line comment: the reader needs a value or a /* */ comment after it "
+                    "(line breaks alone do not end it)"};
         } else if (c == '(' || c == '[' || c == '{' || c == '<') {
             brackets.emplace_back(c, i);
         } else if ((c == ')' || c == ']' || c == '}' || c == '>') && !brackets.empty()) {
@@ -134,8 +136,9 @@ void ForEachTextValue(const Input& in, const ReadOptions& options,
             value = ReadGenericValue(text, at, stopped);
         } catch (const CZtException& e) {
             std::string message = Plain(CUniStr(e.GetErrorString(0)).ToUtf8());
-            unsigned where = stopped > position && stopped <= text.Length() && text[stopped - 1] > 32 ? stopped - 1
-                                                                                                  : stopped;
+            unsigned where = stopped > position && stopped <= text.Length() && text[stopped - 1] > 32
+                                 ? stopped - 1
+                                 : stopped;
             if (message.rfind("Unexpected end", 0) == 0) {
                 const Open open = WhatWasOpen(text, position);
                 if (!open.what.empty()) {
@@ -145,8 +148,8 @@ void ForEachTextValue(const Input& in, const ReadOptions& options,
             } else if (e.GetErrorCode() == static_cast<int>(kErrFileNotFound)) {
                 message = "a file value names a file that is not there: " + message;
             }
-            throw Failure{kBadInput,
-                          At(in.name, text, where) + message + (options.verbose ? Verbose(e) : std::string())};
+            throw Failure{kBadInput, At(in.name, text, where) + message +
+                                         (options.verbose ? Verbose(e) : std::string())};
         }
         if (value.IsNull() && at >= text.Length()) break;  // only white space and comments were left
         if (at == position) throw Failure{kBadInput, At(in.name, text, at) + "the reader makes no progress"};
@@ -164,7 +167,8 @@ public:
     BinaryWalker(const Input& in) : m_in(in), m_b(in.bytes) {}
 
     std::size_t Value(std::size_t at, unsigned depth, bool nullAllowed) {
-        if (depth > kMaxGenericNesting) Fail("values nested deeper than " + std::to_string(kMaxGenericNesting), at);
+        if (depth > kMaxGenericNesting)
+            Fail("values nested deeper than " + std::to_string(kMaxGenericNesting), at);
         const unsigned code = Word(at);
         const std::size_t body = at + 4;
         switch (code) {
@@ -211,7 +215,8 @@ public:
 
 private:
     [[noreturn]] void Fail(const std::string& what, std::size_t at) const {
-        throw Failure{kBadInput, m_in.name + ": not a value file: " + what + " at byte " + std::to_string(at)};
+        throw Failure{kBadInput,
+                      m_in.name + ": not a value file: " + what + " at byte " + std::to_string(at)};
     }
     void Need(std::size_t at, std::size_t n, std::size_t value) const {
         if (at > m_b.size() || m_b.size() - at < n) Fail("a value cut short", value);
@@ -246,15 +251,17 @@ void ForEachBinaryValue(const Input& in, const std::function<void(const CGeneric
         try {
             value << file;
         } catch (const CZtException& e) {
-            throw Failure{kBadInput, in.name + ": not a value file: " + Plain(CUniStr(e.GetErrorString(0)).ToUtf8()) +
-                                         " at byte " + std::to_string(at)};
+            throw Failure{kBadInput,
+                          in.name + ": not a value file: " + Plain(CUniStr(e.GetErrorString(0)).ToUtf8()) +
+                              " at byte " + std::to_string(at)};
         }
         each(value);
         at = end;
     }
 }
 
-// ---- what a conversion loses ---------------------------------------------------------------------------------
+// ---- what a conversion loses
+// ---------------------------------------------------------------------------------
 
 std::string Describe(const CGeneric& value) {
     std::string text = value.GetString().ToUtf8();
@@ -330,11 +337,11 @@ std::string LossIn(const CGeneric& value, Form to) {
         }
         case eGenericVariable:
             if (to == Form::kBinary) return "the variable " + Describe(value);
-            return to == Form::kText && !TextReadsBack(value) ? "the variable " + Describe(value) : std::string();
+            return to == Form::kText && !TextReadsBack(value) ? "the variable " + Describe(value)
+                                                              : std::string();
         case eGenericSymbol:
-            return to == Form::kText && !TextReadsBack(value)
-                       ? "the symbol " + Describe(value)
-                       : std::string();
+            return to == Form::kText && !TextReadsBack(value) ? "the symbol " + Describe(value)
+                                                              : std::string();
         default:
             return LossInChildren(value, to);
     }
@@ -370,10 +377,12 @@ CUniStr DecodeText(const std::string& bytes) {
         const bool little = byte(0) == 0xFF;
         CUniStr text;
         for (std::size_t i = 2; i + 1 < bytes.size(); i += 2)
-            text += static_cast<unsigned short>(little ? byte(i) | byte(i + 1) << 8 : byte(i) << 8 | byte(i + 1));
+            text +=
+                static_cast<unsigned short>(little ? byte(i) | byte(i + 1) << 8 : byte(i) << 8 | byte(i + 1));
         return text;
     }
-    if (bytes.size() >= 3 && bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) return CUniStr::FromUtf8(bytes.substr(3));
+    if (bytes.size() >= 3 && bytes.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        return CUniStr::FromUtf8(bytes.substr(3));
     if (IsUtf8(bytes)) return CUniStr::FromUtf8(bytes);
     return CUniStr(bytes.c_str(), static_cast<unsigned>(bytes.size()));
 }

@@ -52,7 +52,8 @@ private:
     bool m_committed = false;
 };
 
-// ---- value files -------------------------------------------------------------------------------------------
+// ---- value files
+// -------------------------------------------------------------------------------------------
 
 enum class Form { kText, kBinary, kJson };
 const char* FormName(Form form);
@@ -88,12 +89,14 @@ struct Layout {
 };
 std::string FormatValue(const ZtBase::CGeneric& value, const Layout& layout);
 
-// ---- JSON ---------------------------------------------------------------------------------------------------
+// ---- JSON
+// ---------------------------------------------------------------------------------------------------
 
 // The JSON text of a value (the mapping is in docs/text-format.md); "" for a value without one.
 std::string ToJson(const ZtBase::CGeneric& value, bool pretty);
 
-// ---- subcommands --------------------------------------------------------------------------------------------
+// ---- subcommands
+// --------------------------------------------------------------------------------------------
 
 // A subcommand: its options live in the closure, which runs when the command was the one named.
 struct Command {
