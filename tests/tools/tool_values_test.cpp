@@ -17,7 +17,7 @@ namespace {
 // Random values of every kind the text form holds, nested up to depth levels.
 class RandomValues {
 public:
-    explicit RandomValues(unsigned seed) : m_rng(seed) {}
+    explicit RandomValues(unsigned start) : m_rng(start) {}
 
     CGeneric Value(int depth) {
         switch (Pick(depth > 0 ? 10 : 5)) {

@@ -70,6 +70,9 @@ public:
                 if (!Compact(a.GetValue(), out, limit)) return false;
                 break;
             }
+            case eGenericNumber:
+                out += NumberText(static_cast<double>(static_cast<CGenericNumber>(value)));
+                break;
             default:
                 out += value.GetString().ToUtf8();
                 break;
@@ -136,7 +139,7 @@ public:
                 return;
             }
             default:
-                out += value.GetString().ToUtf8();
+                Compact(value, out, std::string::npos);
                 return;
         }
     }
@@ -172,6 +175,13 @@ private:
 };
 
 }  // namespace
+
+std::string NumberText(double value) {
+    std::string text = FormatNumber(value).ToUtf8();
+    const std::size_t e = text.find('e');
+    if (e != std::string::npos && text.find('.') == std::string::npos) text.insert(e, ".");
+    return text;
+}
 
 std::string FormatValue(const CGeneric& value, const Layout& layout) {
     std::string out;

@@ -272,7 +272,7 @@ std::string Describe(const CGeneric& value) {
 bool NumberReadsBack(double d) {
     if (std::isnan(d) || std::isinf(d)) return false;
     unsigned at = 0;
-    const CGeneric back = ReadGenericValue(FormatNumber(d), at);
+    const CGeneric back = ReadGenericValue(CUniStr::FromUtf8(NumberText(d)), at);
     return back.GetType() == eGenericNumber && static_cast<double>(static_cast<CGenericNumber>(back)) == d;
 }
 

@@ -88,6 +88,9 @@ struct Layout {
     bool compact = false;
 };
 std::string FormatValue(const ZtBase::CGeneric& value, const Layout& layout);
+// A number as the tool writes it: the library's text, with a decimal point before an exponent that has
+// none ("1e+020" would read back as 1, the symbol e and 20; "1.e+020" reads back as 1e20).
+std::string NumberText(double value);
 
 // ---- JSON
 // ---------------------------------------------------------------------------------------------------
