@@ -1,4 +1,5 @@
 // zt check: reads every value of each input and reports the first error of each, or how many values it holds.
+#include <algorithm>
 #include <memory>
 
 #include "zt.h"

@@ -164,7 +164,7 @@ void ForEachTextValue(const Input& in, const ReadOptions& options,
 // reported with its offset instead of being read as null or failing without a place.
 class BinaryWalker {
 public:
-    BinaryWalker(const Input& in) : m_in(in), m_b(in.bytes) {}
+    explicit BinaryWalker(const Input& in) : m_in(in), m_b(in.bytes) {}
 
     std::size_t Value(std::size_t at, unsigned depth, bool nullAllowed) {
         if (depth > kMaxGenericNesting)
