@@ -27,6 +27,7 @@
 #include "ztbase/generic/set.h"
 #include "ztbase/generic/symbol.h"
 #include "ztbase/generic/text_reader.h"
+#include "ztbase/generic/unify.h"
 #include "ztbase/log/log.h"
 #include "ztbase/platform/export.h"
 #include "ztbase/process/locks.h"
