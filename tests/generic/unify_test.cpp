@@ -37,16 +37,25 @@ TEST(Unification, TheDispatchTable) {
         bool unified;
         const char* bindings;
     } cases[] = {
-        {u"cat", u"cat", 0, true, ""},            {u"cat", u"\"cat\"", 0, false, ""},  // same text, other kind
-        {u"1.5", u"1.5", 0, true, ""},            {u"\"a\"", u"\"b\"", 0, false, ""},
-        {u"_x", u"3", 0, true, "_x=3"},           {u"3", u"_x", 0, true, "_x=3"},
-        {u"_x", u"_y", 0, true, "_x=_y"},         {u"_x", u"(a b)", 0, true, "_x=(a b)"},
-        {u"()", u"()", 0, true, ""},              {u"()", u"_x", 0, true, "_x="},  // bound to null
-        {u"k = _v", u"k = 2", 0, true, "_v=2"},   {u"k = 1", u"j = 1", 0, false, ""},
-        {u"(a _x c)", u"(a b c)", 0, true, "_x=b"}, {u"(a b)", u"(a b c)", 0, false, ""},
-        {u"(a . _r)", u"(a b c)", 0, true, "_r=(b c)"}, {u"(_x _x)", u"(1 2)", 0, false, "_x=1"},
-        {u"(1 _y)", u"(2 _z)", 0, false, ""},   // the first element fails: the rest is not tried
-        {u"cat", u"(cat)", 0, false, ""},        {u"{}", u"()", 0, false, ""},
+        {u"cat", u"cat", 0, true, ""},
+        {u"cat", u"\"cat\"", 0, false, ""},  // same text, other kind
+        {u"1.5", u"1.5", 0, true, ""},
+        {u"\"a\"", u"\"b\"", 0, false, ""},
+        {u"_x", u"3", 0, true, "_x=3"},
+        {u"3", u"_x", 0, true, "_x=3"},
+        {u"_x", u"_y", 0, true, "_x=_y"},
+        {u"_x", u"(a b)", 0, true, "_x=(a b)"},
+        {u"()", u"()", 0, true, ""},
+        {u"()", u"_x", 0, true, "_x="},  // bound to null
+        {u"k = _v", u"k = 2", 0, true, "_v=2"},
+        {u"k = 1", u"j = 1", 0, false, ""},
+        {u"(a _x c)", u"(a b c)", 0, true, "_x=b"},
+        {u"(a b)", u"(a b c)", 0, false, ""},
+        {u"(a . _r)", u"(a b c)", 0, true, "_r=(b c)"},
+        {u"(_x _x)", u"(1 2)", 0, false, "_x=1"},
+        {u"(1 _y)", u"(2 _z)", 0, false, ""},  // the first element fails: the rest is not tried
+        {u"cat", u"(cat)", 0, false, ""},
+        {u"{}", u"()", 0, false, ""},
         // Bundles: equal features in step (subsume zero) or the first's features present in the second.
         {u"{a = _x}", u"{a = 1, b = 2}", 0, false, "_x=1"},  // bindings made before the failure stay
         {u"{a = _x}", u"{a = 1, b = 2}", 1, true, "_x=1"},
@@ -79,8 +88,8 @@ TEST(Unification, AVariableIsDereferencedAndBoundOnce) {
     EXPECT_FALSE(UnifySimple(Read(u"_x"), Read(u"4"), r, 0)) << "_x is 3 now";
     EXPECT_TRUE(UnifySimple(Read(u"_y"), Read(u"_x"), r, 0));
     EXPECT_TRUE(UnifySimple(Read(u"_y"), Read(u"3"), r, 0)) << "_y is _x, which is 3";
-    ExpectError([&] { r.BindVariable(CUniStr(u"_x"), Read(u"4")); }, 10004, "Attempt to multiply bind a variable!",
-                ".\\genericdata");
+    ExpectError([&] { r.BindVariable(CUniStr(u"_x"), Read(u"4")); }, 10004,
+                "Attempt to multiply bind a variable!", ".\\genericdata");
     // Tree nodes, files and later kinds fail against a variable instead of binding it.
     EXPECT_FALSE(UnifySimple(Read(u"_z"), CGeneric(new CGenericXFileRep()), r, 0));
     EXPECT_FALSE(r.IsVarDefined(CUniStr(u"_z")));

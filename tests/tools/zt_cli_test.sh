@@ -130,6 +130,20 @@ printf '{"a": [1, 2,]}' >"$work/bad.json"
 expect bad-json 1 "$zt" check "$work/bad.json"
 has bad-json "$work/err" "bad.json:1:13: syntax error"
 
+# ---- unification ----
+expect unify 0 "$zt" unify '{cat = N, agr = {num = _n}}' "$example"
+has unify "$work/out" 'lex = "dog"'
+has unify "$work/out" '/* _n = pl */'
+[ "$(wc -l <"$work/out")" = 2 ] || fail "unify: not the two nouns"
+expect unify-count 0 "$zt" unify --count '{cat = _c}' "$example"
+has unify-count "$work/out" "6"
+expect unify-equal 1 "$zt" unify --equal '{cat = N, agr = {num = _n}}' "$example"
+expect unify-list 0 sh -c "cat '$example' | '$zt' unify '(S . _rest)'"
+has unify-list "$work/out" '(S (NP _agr) (VP _agr)) /* _rest = ((NP _agr) (VP _agr)) */'
+expect unify-nothing 1 "$zt" unify '{cat = A}' "$example"
+expect unify-bad-pattern 2 "$zt" unify '{cat = ' "$example"
+has unify-bad-pattern "$work/err" "pattern:1:1: '{' is never closed"
+
 # ---- the README's example of the text form ----
 awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"
 [ -s "$work/readme.zt" ] || fail "readme: the text block was not found"

@@ -109,6 +109,7 @@ struct Command {
 Command AddPrettyCommand(CLI::App& zt);
 Command AddCheckCommand(CLI::App& zt);
 Command AddConvertCommand(CLI::App& zt);
+Command AddUnifyCommand(CLI::App& zt);
 
 // Prints "zt: message" (or the failure's message) on standard error and gives the exit code.
 int Report(const Failure& failure);

@@ -15,14 +15,16 @@
 namespace ZtBase {
 
 namespace detail {
-// The three parallel columns of a result, shared between copies until one of them changes.
+// The table of a result (its columns as one array of rows), shared between copies until one changes.
 struct UnificationTable : CBodyBase {
-    std::vector<CUniStr> names;
-    std::vector<int> levels;
-    std::vector<CGeneric> values;
+    struct Row {
+        CUniStr name;
+        int level;
+        CGeneric value;
+    };
+    std::vector<Row> rows;
     UnificationTable() = default;
-    UnificationTable(const UnificationTable& other)
-        : CBodyBase(), names(other.names), levels(other.levels), values(other.values) {}
+    UnificationTable(const UnificationTable& other) : CBodyBase(), rows(other.rows) {}
     CBodyBase* Duplicate() const override { return new (std::nothrow) UnificationTable(*this); }
 };
 }  // namespace detail
@@ -41,7 +43,9 @@ public:
         BindVariable(variable.GetName(), value);
     }
     unsigned char IsVarDefined(const CUniStr& name) const;
-    unsigned char IsVarDefined(const CGenericVariable& variable) const { return IsVarDefined(variable.GetName()); }
+    unsigned char IsVarDefined(const CGenericVariable& variable) const {
+        return IsVarDefined(variable.GetName());
+    }
     // True when the name is in the table, even when its value is null (deliberately: bound here means
     // present); value receives the stored value, or null when the name is absent.
     unsigned char IsVarBound(const CUniStr& name, CGeneric& value) const;
@@ -61,7 +65,10 @@ public:
     CGeneric GetVariableValueIdx(int i) const;
 
 private:
+    friend class UnifierAccess;
     int Find(const CUniStr& name) const;
+    // The value stored for name, or nullptr when the name is absent (valid until the table changes).
+    const CGeneric* Lookup(const CUniStr& name) const;
     detail::UnificationTable& Table();
 
     ZtCowHandle<detail::UnificationTable> m_table;
@@ -77,8 +84,8 @@ ZTBASE_API unsigned char UnifySimple(const CGeneric& a, const CGeneric& b, CSing
 
 // Unifies x with every element of s in ascending order, each with a fresh result, and appends the results
 // of the elements that unified. A null x with subsume non-zero is true at once and appends nothing.
-ZTBASE_API unsigned char TestSetMembership(CGeneric x, CGenericSet s, ZtArray<CSingleUnificationResult>& results,
-                                           unsigned char subsume);
+ZTBASE_API unsigned char TestSetMembership(CGeneric x, CGenericSet s,
+                                           ZtArray<CSingleUnificationResult>& results, unsigned char subsume);
 
 // Inserts into out every element e1 of s1 that b subsumes such that b, with the same bindings, also
 // subsumes some element of s2 (one result per e1, kept across the elements of s2). out is not cleared.
