@@ -20,9 +20,11 @@ Command AddUnifyCommand(CLI::App& zt) {
     app->add_option("pattern", o->pattern, "A value in the text form, e.g. '{cat = N, agr = {num = _n}}'")
         ->required();
     app->add_option("files", o->files, "Value files (standard input: none or -)");
-    app->add_flag("--equal", o->equal, "Bundles must have the same features (default: the pattern's subsume)");
+    app->add_flag("--equal", o->equal,
+                  "Bundles must have the same features (default: the pattern's subsume)");
     app->add_flag("-c,--count", o->count, "Print only how many values matched");
-    app->add_option("--from", o->from, "The form of the input")->check(CLI::IsMember({"auto", "text", "binary", "json"}));
+    app->add_option("--from", o->from, "The form of the input")
+        ->check(CLI::IsMember({"auto", "text", "binary", "json"}));
     app->add_flag("--verbose", o->verbose, "Errors add the library's code and the text read so far");
     return {app, [o] {
                 CGeneric pattern;
@@ -61,8 +63,9 @@ Command AddUnifyCommand(CLI::App& zt) {
                         if (bindings.GetVariableCount() > 0) {
                             line += " /*";
                             for (int i = 0; i < bindings.GetVariableCount(); ++i)
-                                line += std::string(i ? ", " : " ") + bindings.GetVariableNameIdx(i).ToUtf8() +
-                                        " = " + FormatValue(bindings.GetVariableValueIdx(i), Layout{false, true});
+                                line += std::string(i ? ", " : " ") +
+                                        bindings.GetVariableNameIdx(i).ToUtf8() + " = " +
+                                        FormatValue(bindings.GetVariableValueIdx(i), Layout{false, true});
                             line += " */";
                         }
                         out.Write(line + "\n");

@@ -6,6 +6,7 @@
 #include "ztbase/generic/generic_file.h"
 #include "ztbase/generic/internal/binary_io.h"
 #include "ztbase/generic/internal/generic_errors.h"
+#include "ztbase/generic/internal/kinds.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/scalars.h"
 #include "ztbase/generic/set.h"
@@ -27,12 +28,6 @@ void ThrowStreamError(const char* message, const CUniStr& text, unsigned positio
     throw CZtSimpleException(kErrGenericSyntax, full, kGenericModule, line);
 }
 }  // namespace detail
-
-int KindOrder(E_GenericTypes kind) noexcept {
-    // Position of each kind code (0 to 13) in the order of the body classes' names.
-    static constexpr int kOrder[] = {4, 13, 10, 8, 2, 1, 9, 7, 11, 14, 12, 6, 5, 3};
-    return kind >= 0 && kind <= 13 ? kOrder[kind] : 4;
-}
 
 // ---- the bare body ------------------------------------------------------------------------------------
 
@@ -111,43 +106,6 @@ CGeneric::CGeneric(const CUniStr& text) {
     SetFromString(text);
 }
 
-namespace {
-template <class Typed>
-Typed TypedView(CGenericBodyBase* body) {
-    Typed typed;
-    if (auto* rep = BodyAs<typename Typed::BodyType>(body)) typed.SetRepTo(rep);
-    return typed;
-}
-}  // namespace
-
-CGeneric::operator CSymbol() const {
-    return TypedView<CSymbol>(m_rep);
-}
-CGeneric::operator CGenericString() const {
-    return TypedView<CGenericString>(m_rep);
-}
-CGeneric::operator CGenericNumber() const {
-    return TypedView<CGenericNumber>(m_rep);
-}
-CGeneric::operator CGenericVariable() const {
-    return TypedView<CGenericVariable>(m_rep);
-}
-CGeneric::operator CGenericList() const {
-    return TypedView<CGenericList>(m_rep);
-}
-CGeneric::operator CAssociation() const {
-    return TypedView<CAssociation>(m_rep);
-}
-CGeneric::operator CAssociationBundle() const {
-    return TypedView<CAssociationBundle>(m_rep);
-}
-CGeneric::operator CGenericSet() const {
-    return TypedView<CGenericSet>(m_rep);
-}
-CGeneric::operator CGenericXFile() const {
-    return TypedView<CGenericXFile>(m_rep);
-}
-
 CUniStr CGeneric::GetString() const {
     return m_rep ? m_rep->GetString() : CUniStr();
 }
@@ -220,36 +178,11 @@ void CGeneric::operator<<(const CXFile& file) {
     Release();
     const LoadNesting nesting;
     CGeneric loaded;
-    switch (detail::ReadU32(file)) {
-        case eGenericSymbol:
-            loaded = CGeneric(new CSymbolRep());
-            break;
-        case eGenericString:
-            loaded = CGeneric(new CGenericStringRep());
-            break;
-        case eGenericNumber:
-            loaded = CGeneric(new CGenericNumberRep());
-            break;
-        case eGenericAssociation:
-            loaded = CGeneric(new CAssociationRep());
-            break;
-        case eGenericAssociationBundle:
-            loaded = CGeneric(new CAssociationBundleRep());
-            break;
-        case eGenericSet:
-            loaded = CGeneric(new CGenericSetRep());
-            break;
-        case eGenericList:
-            loaded = CGeneric(new CGenericListRep());
-            break;
-        case eGenericFile:
-            loaded = CGeneric(new CGenericXFileRep());
-            break;
-        // Variables and tree nodes have no binary form; DAGs and blobs are not values of this library
-        // yet; unknown codes are not errors. Nothing more is read.
-        default:
-            return;
-    }
+    // Variables and tree nodes have no binary form and DAGs and blobs none here: like unknown codes,
+    // they give the null value and nothing more is read.
+    const detail::GenericKind& kind = detail::KindRow(detail::ReadU32(file));
+    if (!kind.makeForLoading) return;
+    loaded = CGeneric(kind.makeForLoading());
     *loaded.m_rep << file;  // a failed load leaves this handle null
     // A list of no elements loads as the empty list, which is the null value.
     if (auto* list = BodyAs<CGenericListRep>(loaded.m_rep);

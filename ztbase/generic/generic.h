@@ -6,6 +6,8 @@
 // kinds by a fixed order of kinds (KindOrder below), then each kind's own order.
 #pragma once
 
+#include <type_traits>
+
 #include "ztbase/base/handle.h"
 #include "ztbase/files/xfile.h"
 #include "ztbase/platform/export.h"
@@ -72,15 +74,10 @@ public:
     static void operator delete(void* block, const std::nothrow_t&) noexcept;
 };
 
-class CSymbol;
-class CGenericString;
-class CGenericNumber;
-class CGenericVariable;
-class CGenericList;
-class CAssociation;
-class CAssociationBundle;
-class CGenericSet;
-class CGenericXFile;
+template <class Rep>
+class ZtGenericHandle;
+template <class Rep>
+Rep* BodyAs(const CGenericBodyBase* body) noexcept;
 
 class ZTBASE_API CGeneric : public ZtCowHandle<CGenericBodyBase> {
 public:
@@ -106,16 +103,15 @@ public:
         if (typed.GetRep() != m_rep) SetRepTo(typed.GetRep());
         return *this;
     }
-    // A typed handle on the body when it is of that kind; a null handle otherwise (never an error).
-    operator CSymbol() const;
-    operator CGenericString() const;
-    operator CGenericNumber() const;
-    operator CGenericVariable() const;
-    operator CGenericList() const;
-    operator CAssociation() const;
-    operator CAssociationBundle() const;
-    operator CGenericSet() const;
-    operator CGenericXFile() const;
+    // A typed handle on the body when it is of that kind; a null handle otherwise (never an error). Every
+    // typed handle (a ZtGenericHandle over its body class) converts this one way.
+    template <class Typed, class Body = typename Typed::BodyType,
+              class = std::enable_if_t<std::is_base_of_v<ZtGenericHandle<Body>, Typed>>>
+    operator Typed() const {
+        Typed typed;
+        if (Body* body = BodyAs<Body>(m_rep)) typed.SetRepTo(body);
+        return typed;
+    }
 
     E_GenericTypes GetType() const noexcept { return m_rep ? m_rep->GetKind() : eGenericNull; }
 
