@@ -328,6 +328,14 @@ TEST(GenericKinds, KindsNeverEqualAndOrderByTheTableOfKinds) {
     EXPECT_FALSE(Sym("three_scalars") == Str(u"three_scalars")) << "the same text, another kind";
 }
 
+// The order between kinds is the byte order of the body classes' names, tree nodes (CTreeNodeRep) last.
+TEST(GenericKinds, TheOrderOfKindsIsThatOfTheirBodyNames) {
+    const int expected[] = {4, 13, 10, 8, 2, 1, 9, 7, 11, 14, 12, 6, 5, 3};
+    for (int code = 0; code < 14; ++code)
+        EXPECT_EQ(KindOrder(static_cast<E_GenericTypes>(code)), expected[code]) << "code " << code;
+    EXPECT_EQ(KindOrder(static_cast<E_GenericTypes>(99)), 4) << "an unknown code ranks as the bare body";
+}
+
 TEST(GenericScalars, ConversionToAnotherKindIsANullHandle) {
     const CGeneric g(3);
     EXPECT_TRUE(CGenericString(g).IsNull());
