@@ -19,6 +19,7 @@
 #include "ztbase/files/xfile.h"
 #include "ztbase/generic/association.h"
 #include "ztbase/generic/generic.h"
+#include "ztbase/generic/generic_blob.h"
 #include "ztbase/generic/generic_body.h"
 #include "ztbase/generic/generic_file.h"
 #include "ztbase/generic/list.h"

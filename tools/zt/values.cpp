@@ -206,6 +206,7 @@ public:
                 return (word & 0x80000000u) ? Value(next, depth + 1, true) : next;
             }
             case eGenericVariable:
+            case eGenericBlob:  // written as its code alone
                 return body;
             default:
                 break;
@@ -339,6 +340,8 @@ std::string LossIn(const CGeneric& value, Form to) {
             if (to == Form::kBinary) return "the variable " + Describe(value);
             return to == Form::kText && !TextReadsBack(value) ? "the variable " + Describe(value)
                                                               : std::string();
+        case eGenericBlob:
+            return "a blob";  // its bytes are written nowhere
         case eGenericSymbol:
             return to == Form::kText && !TextReadsBack(value) ? "the symbol " + Describe(value)
                                                               : std::string();

@@ -1,6 +1,7 @@
 #include "ztbase/generic/internal/kinds.h"
 
 #include "ztbase/generic/association.h"
+#include "ztbase/generic/generic_blob.h"
 #include "ztbase/generic/generic_file.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/scalars.h"
@@ -30,7 +31,7 @@ constexpr GenericKind kKinds[] = {
     {eGenericFile, "CGenericXFileRep", &Make<CGenericXFileRep>},
     {eGenericDag, "CGenericDagRep", nullptr},
     {eGenericDagNode, "CGenericDagNodeRep", nullptr},
-    {eGenericBlob, "CGenericBlobRep", nullptr},
+    {eGenericBlob, "CGenericBlobRep", &Make<CGenericBlobRep>},  // reads nothing: an empty blob
 };
 constexpr unsigned kKindCount = sizeof kKinds / sizeof kKinds[0];
 
