@@ -22,6 +22,7 @@
 #include "ztbase/generic/generic_blob.h"
 #include "ztbase/generic/generic_body.h"
 #include "ztbase/generic/generic_file.h"
+#include "ztbase/generic/generic_table.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/red_black_tree.h"
 #include "ztbase/generic/scalars.h"
