@@ -19,7 +19,8 @@ CGenericTable Table(const char16_t* text) {
 }
 
 TEST(GenericTable, RowsInSetOrderAndEmptyRowsForWhatIsNotThere) {
-    const CGenericTable table = Table(u"[{id = 2, name = \"b\"}, {id = 1, name = \"a\"}, {id = 1, name = \"a\"}]");
+    const CGenericTable table =
+        Table(u"[{id = 2, name = \"b\"}, {id = 1, name = \"a\"}, {id = 1, name = \"a\"}]");
     EXPECT_EQ(table.GetLength(), 2u) << "equal rows are one row";
     EXPECT_EQ(table[0].GetNumericValue(CUniStr(u"id")), 1);
     EXPECT_EQ(table[1].GetStringValue(CUniStr(u"name")).ToUtf8(), "b");
@@ -36,11 +37,13 @@ TEST(GenericTable, SearchesCompareNumbersAndTextsOnly) {
     EXPECT_EQ(table.GetRowWhere(CUniStr(u"n"), 5).GetValue(CSymbol("k")).GetString().ToUtf8(), "z");
     EXPECT_EQ(Text(table.GetRowWhere(CUniStr(u"n"), CUniStr(u"5")).GetValue(CSymbol("k"))), "x");
     EXPECT_TRUE(table.GetRowWhere(CUniStr(u"k"), CUniStr(u"z")).IsNull()) << "the symbol z is no string";
-    EXPECT_EQ(table.GetRowWhere(CUniStr(u"k"), CUniStr(u"y")).GetNumericValue(CUniStr(u"n")), 5) << "truncated";
+    EXPECT_EQ(table.GetRowWhere(CUniStr(u"k"), CUniStr(u"y")).GetNumericValue(CUniStr(u"n")), 5)
+        << "truncated";
     EXPECT_EQ(table.GetRowWhere(CUniStr(u"k"), CUniStr(u"y")).GetStringValue(CUniStr(u"n")).Length(), 0u);
     EXPECT_EQ(table.GetNumericValueInRowWhere(CUniStr(u"n"), CUniStr(u"k"), CUniStr(u"y")), 5);
     EXPECT_EQ(table.GetNumericValueInRowWhere(CUniStr(u"n"), CUniStr(u"k"), CUniStr(u"none")), 0);
-    ExpectError([&] { table.GetRowWhere(CUniStr(u"two words"), 1); }, 10001, "Invalid symbol - \"two words\" !");
+    ExpectError([&] { table.GetRowWhere(CUniStr(u"two words"), 1); }, 10001,
+                "Invalid symbol - \"two words\" !");
 }
 
 TEST(GenericTable, AnUpdatedRowTakesItsNewPlace) {

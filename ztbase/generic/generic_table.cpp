@@ -40,7 +40,8 @@ bool TextIs(const CGenericRowInTable& row, const CUniStr& column, const CUniStr&
 
 }  // namespace
 
-// ---- rows ---------------------------------------------------------------------------------------------------
+// ---- rows
+// ---------------------------------------------------------------------------------------------------
 
 CGenericRowInTable::CGenericRowInTable(const CGeneric& value) {
     *this = value;
@@ -62,7 +63,8 @@ CUniStr CGenericRowInTable::GetStringValue(const CUniStr& column) const {
     return text.IsNull() ? CUniStr() : static_cast<CUniStr>(text);
 }
 
-// ---- tables ---------------------------------------------------------------------------------------------------
+// ---- tables
+// ---------------------------------------------------------------------------------------------------
 
 CGenericTable::CGenericTable(const CGeneric& value) {
     *this = value;

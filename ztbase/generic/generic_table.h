@@ -48,7 +48,8 @@ public:
     CGenericRowInTable GetRowWhere(const CUniStr& column, int value) const;
     CGenericRowInTable GetRowWhere(const CUniStr& column, const CUniStr& value) const;
     // 0 when no row matches.
-    int GetNumericValueInRowWhere(const CUniStr& column, const CUniStr& whereColumn, const CUniStr& whereValue) const;
+    int GetNumericValueInRowWhere(const CUniStr& column, const CUniStr& whereColumn,
+                                  const CUniStr& whereValue) const;
     // Takes the row out of the set, sets the column to the number and adds the row again, where it takes its
     // new place (an equal row already there is kept instead). Nothing changes when no row matches.
     void SetNumericValueInRowWhere(const CUniStr& column, int value, const CUniStr& whereColumn,
