@@ -29,6 +29,7 @@
 #include "ztbase/generic/set.h"
 #include "ztbase/generic/symbol.h"
 #include "ztbase/generic/text_reader.h"
+#include "ztbase/generic/tree_node.h"
 #include "ztbase/generic/unify.h"
 #include "ztbase/log/log.h"
 #include "ztbase/platform/export.h"

@@ -144,6 +144,28 @@ expect unify-nothing 1 "$zt" unify '{cat = A}' "$example"
 expect unify-bad-pattern 2 "$zt" unify '{cat = ' "$example"
 has unify-bad-pattern "$work/err" "pattern:1:1: '{' is never closed"
 
+# ---- treebank text ----
+sentences=$(dirname "$example")/sentences.mrg
+expect tree 0 "$zt" tree "$sentences"
+has tree "$work/out" "    NP-SBJ-1"
+has tree "$work/out" "            NP"
+has tree "$work/out" "                -NONE- *T*-1"
+expect tree-text 0 "$zt" tree --text "$sentences"
+[ "$(wc -l <"$work/out")" = 3 ] || fail "tree-text: not one line a tree"
+printf '(S (NP (DT the) (NN dog)) (VP (VBZ barks)))' >"$work/plain.mrg"
+expect tree-plain 0 sh -c "'$zt' tree --text '$work/plain.mrg' > '$work/plain.zt'"
+expect tree-readback 0 "$zt" check "$work/plain.zt"
+has tree-readback "$work/out" "ok, 1 text value"
+expect tree-list 0 "$zt" tree --list "$sentences"
+has tree-list "$work/out" "(S {} -1 0 3 (NP-SBJ {} -1 0 2"
+printf '(S (NP (DT the)' >"$work/open.mrg"
+expect tree-open 1 "$zt" tree "$work/open.mrg"
+has tree-open "$work/err" 'open.mrg:1:16: Treebank text: unexpected end, expected ")"'
+expect tree-lossy 1 "$zt" convert "$work/plain.zt" --to binary
+has tree-lossy "$work/err" "the tree node"
+expect lexicon 0 "$zt" unify '{cat = N, agr = {num = _n}}' "$(dirname "$example")/lexicon.zt"
+[ "$(wc -l <"$work/out")" = 3 ] || fail "lexicon: not the three nouns"
+
 # ---- the README's example of the text form ----
 awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"
 [ -s "$work/readme.zt" ] || fail "readme: the text block was not found"

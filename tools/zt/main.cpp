@@ -24,7 +24,8 @@ int main(int argc, char** argv) {
         "not be\n"
         "read or written. The text form is described in docs/text-format.md.");
     const zt::Command commands[] = {zt::AddPrettyCommand(app), zt::AddCheckCommand(app),
-                                    zt::AddConvertCommand(app), zt::AddUnifyCommand(app)};
+                                    zt::AddConvertCommand(app), zt::AddUnifyCommand(app),
+                                    zt::AddTreeCommand(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {

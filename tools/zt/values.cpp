@@ -206,6 +206,7 @@ public:
                 return (word & 0x80000000u) ? Value(next, depth + 1, true) : next;
             }
             case eGenericVariable:
+            case eGenericTreeNode:
             case eGenericBlob:  // written as its code alone
                 return body;
             default:
@@ -342,6 +343,8 @@ std::string LossIn(const CGeneric& value, Form to) {
                                                               : std::string();
         case eGenericBlob:
             return "a blob";  // its bytes are written nowhere
+        case eGenericTreeNode:
+            return to == Form::kText ? std::string() : "the tree node " + Describe(value);
         case eGenericSymbol:
             return to == Form::kText && !TextReadsBack(value) ? "the symbol " + Describe(value)
                                                               : std::string();
@@ -351,6 +354,13 @@ std::string LossIn(const CGeneric& value, Form to) {
 }
 
 }  // namespace
+
+std::string PlaceOf(const std::string& name, const CUniStr& text, unsigned position) {
+    return At(name, text, position);
+}
+std::string PlainMessage(std::string message) {
+    return Plain(std::move(message));
+}
 
 const char* FormName(Form form) {
     return form == Form::kText ? "text" : form == Form::kBinary ? "binary" : "json";

@@ -92,6 +92,10 @@ std::string FormatValue(const ZtBase::CGeneric& value, const Layout& layout);
 // none ("1e+020" would read back as 1, the symbol e and 20; "1.e+020" reads back as 1e20).
 std::string NumberText(double value);
 
+// "NAME:LINE:COLUMN: " for a position of a text, and a library message without its context.
+std::string PlaceOf(const std::string& name, const ZtBase::CUniStr& text, unsigned position);
+std::string PlainMessage(std::string message);
+
 // ---- JSON
 // ---------------------------------------------------------------------------------------------------
 
@@ -110,6 +114,7 @@ Command AddPrettyCommand(CLI::App& zt);
 Command AddCheckCommand(CLI::App& zt);
 Command AddConvertCommand(CLI::App& zt);
 Command AddUnifyCommand(CLI::App& zt);
+Command AddTreeCommand(CLI::App& zt);
 
 // Prints "zt: message" (or the failure's message) on standard error and gives the exit code.
 int Report(const Failure& failure);

@@ -128,6 +128,9 @@ public:
     void SetFromString(const CUniStr& text);
     void SetFromString(const CUniStr& text, unsigned int& position);
     static CGeneric CreateFromString(const CUniStr& text);
+    // The tree of treebank text (tree_node.h has the grammar); several trees give a list of them, text
+    // without a tree the null value. Malformed text raises 10003 and leaves the value as it was.
+    void SetFromPennTreeString(const CUniStr& text);
 
     unsigned char operator==(const CGeneric& other) const;
     unsigned char operator!=(const CGeneric& other) const { return !(*this == other); }

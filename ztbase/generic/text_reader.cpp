@@ -11,6 +11,7 @@
 #include "ztbase/generic/scalars.h"
 #include "ztbase/generic/set.h"
 #include "ztbase/generic/symbol.h"
+#include "ztbase/generic/tree_node.h"
 
 namespace ZtBase {
 
@@ -75,7 +76,7 @@ public:
                     return Variable();
                 case '<':
                     ++m_pos;
-                    Fail(kStreamError, __LINE__);  // tree nodes are not read yet
+                    return TreeNode();
                 case '/':
                     ++m_pos;
                     Comment();
@@ -147,6 +148,30 @@ private:
         m_pos = start + 1;
         while (m_pos < m_n && IsWordUnit(m_s[m_pos])) ++m_pos;
         return CUniStr(m_s + start, m_pos - start);
+    }
+
+    // After the "<": a label, a bundle, ">", and for a node with children "/", the nodes, "\". No comment
+    // stands between these parts: a "/" after the ">" always opens the children.
+    CGeneric TreeNode() {
+        const Nesting nesting(*this);
+        SkipWhiteBeforeMore();
+        if (!IsLetter(m_s[m_pos])) {
+            ++m_pos;
+            Fail(kStreamError, __LINE__);
+        }
+        CTreeNode node = MakeTreeNode(CSymbol(WordFrom(m_pos)));
+        node.SetBundle(static_cast<CAssociationBundle>(Bundle()));
+        SkipWhiteBeforeMore();
+        if (Next() != '>') Fail(kStreamError, __LINE__);
+        if (!SkipWhite() || m_s[m_pos] != '/') return node;
+        ++m_pos;
+        for (;;) {
+            SkipWhiteBeforeMore();
+            const unsigned short c = Next();
+            if (c == '\\') return node;
+            if (c != '<') Fail(kStreamError, __LINE__);
+            node.AddChild(static_cast<CTreeNode>(TreeNode()));
+        }
     }
 
     CGeneric SymbolOrAssociation() {

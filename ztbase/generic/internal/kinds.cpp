@@ -7,6 +7,7 @@
 #include "ztbase/generic/scalars.h"
 #include "ztbase/generic/set.h"
 #include "ztbase/generic/symbol.h"
+#include "ztbase/generic/tree_node.h"
 
 namespace ZtBase::detail {
 
