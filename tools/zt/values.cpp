@@ -207,6 +207,8 @@ public:
             }
             case eGenericVariable:
             case eGenericTreeNode:
+            case eGenericDag:
+            case eGenericDagNode:
             case eGenericBlob:  // written as its code alone
                 return body;
             default:
@@ -343,6 +345,9 @@ std::string LossIn(const CGeneric& value, Form to) {
                                                               : std::string();
         case eGenericBlob:
             return "a blob";  // its bytes are written nowhere
+        case eGenericDag:
+        case eGenericDagNode:
+            return "a DAG";  // its graph is written nowhere
         case eGenericTreeNode:
             return to == Form::kText ? std::string() : "the tree node " + Describe(value);
         case eGenericSymbol:

@@ -2,6 +2,7 @@
 
 #include "ztbase/generic/association.h"
 #include "ztbase/generic/generic_blob.h"
+#include "ztbase/generic/generic_dag.h"
 #include "ztbase/generic/generic_file.h"
 #include "ztbase/generic/list.h"
 #include "ztbase/generic/scalars.h"
@@ -30,9 +31,9 @@ constexpr GenericKind kKinds[] = {
     {eGenericVariable, "CGenericVariableRep", nullptr},  // no binary form: a variable loads as null
     {eGenericTreeNode, "CTreeNodeRep", nullptr},         // no binary form: a tree node loads as null
     {eGenericFile, "CGenericXFileRep", &Make<CGenericXFileRep>},
-    {eGenericDag, "CGenericDagRep", nullptr},
-    {eGenericDagNode, "CGenericDagNodeRep", nullptr},
-    {eGenericBlob, "CGenericBlobRep", &Make<CGenericBlobRep>},  // reads nothing: an empty blob
+    {eGenericDag, "CGenericDagRep", &Make<CGenericDagRep>},          // reads nothing: a new DAG
+    {eGenericDagNode, "CGenericDagNodeRep", &Make<CGenericDagRep>},  // a DAG, deliberately not a node
+    {eGenericBlob, "CGenericBlobRep", &Make<CGenericBlobRep>},       // reads nothing: an empty blob
 };
 constexpr unsigned kKindCount = sizeof kKinds / sizeof kKinds[0];
 
