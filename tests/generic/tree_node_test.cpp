@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <ztbase/generic/tree_node.h>
 
+#include <random>
+
 #include "generic_support.h"
 
 using namespace ZtBase;
@@ -144,6 +146,60 @@ TEST(TreebankReader, MalformedBracketsSayWhatWasExpected) {
         CGeneric value = Num(7);
         ExpectError([&] { value.SetFromPennTreeString(CUniStr(c.text)); }, 10003, c.message);
         EXPECT_EQ(Text(value), "7") << "the value is left as it was";
+    }
+}
+
+TEST(TreeNode, ScopeListsAddressDescendantsAndChangesCopyThePath) {
+    const CTreeNode original =
+        Tree(u"<S {}>/<NP {}>/<DT {w = the}> <NN {w = dog}>\\ <VP {}>/<V {w = barks}>\\\\");
+    CTreeNode tree = original;
+    const auto scope = [](const char16_t* text) { return static_cast<CGenericList>(Read(text)); };
+    EXPECT_EQ(Text(tree.GetValueWithScope(scope(u"(0 1)"), CSymbol("w"))), "dog");
+    EXPECT_EQ(Text(tree.GetValueWithScope(scope(u"(VP V)"), CSymbol("w"))), "barks") << "by node type";
+    EXPECT_TRUE(tree.GetNodeWithScope(scope(u"(0 5)")).IsNull());
+    EXPECT_TRUE(tree.GetNodeWithScope(scope(u"(PP)")).IsNull());
+    EXPECT_TRUE(tree.GetNodeWithScope(CGenericList()) == tree);
+    EXPECT_TRUE(tree.SetValueWithScope(scope(u"(NP NN)"), CSymbol("num"), Sym("sg")));
+    EXPECT_FALSE(tree.SetValueWithScope(scope(u"(NP JJ)"), CSymbol("num"), Sym("sg")));
+    EXPECT_EQ(Text(tree.GetValueWithScope(scope(u"(0 1)"), CSymbol("num"))), "sg");
+    EXPECT_TRUE(original.GetValueWithScope(scope(u"(0 1)"), CSymbol("num")).IsNull())
+        << "the original is untouched";
+    EXPECT_EQ(tree.GetChildIdx(1).GetRep(), original.GetChildIdx(1).GetRep())
+        << "nodes off the path stay shared";
+    EXPECT_TRUE(
+        tree.SetValueWithScopeAndIndexList(scope(u"(0)"), scope(u"(0 1 7)"), CSymbol("case"), Sym("nom")));
+    EXPECT_EQ(Text(tree.GetValueWithScope(scope(u"(0 0)"), CSymbol("case"))), "nom");
+    EXPECT_TRUE(tree.ReplaceNodeWithScope(scope(u"(1)"), MakeTreeNode(CSymbol("ADJP"))));
+    EXPECT_EQ(Text(tree.GetChildIdx(1).GetNodeType()), "ADJP");
+    EXPECT_EQ(Text(original.GetChildIdx(1).GetNodeType()), "VP");
+}
+
+TEST(TreeNode, ReferentsAreRebuiltFromTheFeatures) {
+    CTreeNode tree = Tree(u"<S {Primary = 1, Referents = (0 9)}>/<NP {}> <VP {Primary = 0}>/<V {}>\\\\");
+    const CTreeNode before = tree;
+    tree.RebuildReferentsFromAttributes();
+    EXPECT_EQ(tree.GetPrimaryIndex(), 1);
+    EXPECT_EQ(tree.GetSecondaryCount(), 1u) << "index 9 is out of range";
+    EXPECT_EQ(tree.GetSecondaryIndexIdx(0), 0);
+    EXPECT_EQ(tree.GetChildIdx(1).GetPrimaryIndex(), 0);
+    EXPECT_EQ(Text(tree.GetChildIdx(1).GetValue(CSymbol("CurNode"))), "1");
+    EXPECT_EQ(Text(tree.GetChildIdx(1).GetChildIdx(0).GetValue(CSymbol("CurNode"))), "0");
+    EXPECT_EQ(before.GetPrimaryIndex(), -1) << "a copy of the tree keeps its own";
+}
+
+TEST(TreebankReader, RandomTextReadsOrRaisesTheSyntaxError) {
+    static const char16_t* const kTokens[] = {u"(",  u")",      u"NP",    u"dog", u" ",
+                                              u"\n", u"-NONE-", u"*T*-1", u"((",  u"))"};
+    std::mt19937 rng(2026u);
+    for (int i = 0; i < 20000; ++i) {
+        std::u16string text;
+        for (unsigned n = rng() % 20; n > 0; --n) text += kTokens[rng() % 10];
+        CGeneric value;
+        try {
+            value.SetFromPennTreeString(CUniStr(text.c_str()));
+        } catch (const CZtException& e) {
+            ASSERT_EQ(e.GetErrorCode(), 10003) << Utf8(CUniStr(text.c_str()));
+        }
     }
 }
 

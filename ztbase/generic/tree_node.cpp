@@ -357,6 +357,133 @@ unsigned char CTreeNode::IsSecondary(unsigned int childIndex) const noexcept {
     return 0;
 }
 
+// ---- scope lists -----------------------------------------------------------------------------------------
+
+namespace {
+
+// The child that one step of a scope list names, or -1.
+int StepIndex(const CTreeNode& node, const CGeneric& step) {
+    if (step.GetType() == eGenericNumber) {
+        const double d = static_cast<double>(static_cast<CGenericNumber>(step));
+        return d >= 0 && d < node.GetChildCount() && d == static_cast<unsigned>(d) ? static_cast<int>(d) : -1;
+    }
+    if (step.GetType() == eGenericSymbol) {
+        const CSymbol type = step;
+        for (unsigned i = 0; i < node.GetChildCount(); ++i)
+            if (node.GetChildIdx(i).GetNodeType() == type) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+std::vector<CGeneric> Steps(const CGenericList& scope) {
+    std::vector<CGeneric> steps;
+    for (const CGeneric& step : scope) steps.push_back(step);
+    return steps;
+}
+
+// Applies change to the node at the end of steps, copying the shared bodies on the way back up.
+template <class Change>
+bool ChangeAt(CTreeNode& node, const std::vector<CGeneric>& steps, std::size_t at, Change&& change) {
+    if (node.IsNull()) return false;
+    if (at == steps.size()) return change(node);
+    const int index = StepIndex(node, steps[at]);
+    if (index < 0) return false;
+    CTreeNode child = node.GetChildIdx(static_cast<unsigned>(index));
+    if (!ChangeAt(child, steps, at + 1, change)) return false;
+    node.SetChildIdx(static_cast<unsigned>(index), child);
+    return true;
+}
+
+}  // namespace
+
+CTreeNode CTreeNode::GetNodeWithScope(const CGenericList& scope) const {
+    CTreeNode node = *this;
+    for (const CGeneric& step : Steps(scope)) {
+        const int index = node.IsNull() ? -1 : StepIndex(node, step);
+        if (index < 0) return CTreeNode();
+        node = node.GetChildIdx(static_cast<unsigned>(index));
+    }
+    return node;
+}
+
+CGeneric CTreeNode::GetValueWithScope(const CGenericList& scope, const CSymbol& feature) const {
+    return GetNodeWithScope(scope).GetValue(feature);
+}
+
+unsigned char CTreeNode::SetValueWithScope(const CGenericList& scope, const CSymbol& feature,
+                                           const CGeneric& value) {
+    return ChangeAt(*this, Steps(scope), 0, [&](CTreeNode& node) {
+        node.SetValue(feature, value);
+        return true;
+    });
+}
+
+unsigned char CTreeNode::SetValueWithScopeAndIndexList(const CGenericList& scope,
+                                                       const CGenericList& childIndexes,
+                                                       const CSymbol& feature, const CGeneric& value) {
+    return ChangeAt(*this, Steps(scope), 0, [&](CTreeNode& node) {
+        for (const CGeneric& step : childIndexes) {
+            const int index = step.GetType() == eGenericNumber ? StepIndex(node, step) : -1;
+            if (index < 0) continue;
+            CTreeNode child = node.GetChildIdx(static_cast<unsigned>(index));
+            child.SetValue(feature, value);
+            node.SetChildIdx(static_cast<unsigned>(index), child);
+        }
+        return true;
+    });
+}
+
+unsigned char CTreeNode::ReplaceNodeWithScope(const CGenericList& scope, const CTreeNode& replacement) {
+    return ChangeAt(*this, Steps(scope), 0, [&](CTreeNode& node) {
+        node = replacement;
+        return true;
+    });
+}
+
+void CTreeNode::RebuildReferentsFromAttributes() {
+    if (IsNull()) return;
+    const auto rebuild = [](CTreeNode& node) {
+        const CGeneric primary = node.GetValue(CSymbol("Primary"));
+        if (primary.GetType() == eGenericNumber) {
+            const double d = static_cast<double>(static_cast<CGenericNumber>(primary));
+            node.SetPrimary(d >= 0 ? static_cast<unsigned>(d) : node.GetChildCount());
+        }
+        const CGeneric referents = node.GetValue(CSymbol("Referents"));
+        if (referents.GetType() == eGenericList || referents.IsNull()) {
+            CTreeNodeRep& body = node.Body();
+            body.m_secondary.clear();
+            for (const CGeneric& r : static_cast<CGenericList>(referents)) {
+                const int index = r.GetType() == eGenericNumber ? StepIndex(node, r) : -1;
+                if (index >= 0) body.m_secondary.push_back(static_cast<unsigned>(index));
+            }
+        }
+    };
+    rebuild(*this);
+    // Depth first with a path of copies: each child is rebuilt when it is reached, and stored back into its
+    // parent (children are copied on write) once its own children are done. No recursion: trees of any
+    // depth are walked.
+    std::vector<std::pair<CTreeNode, unsigned>> path{{*this, 0}};
+    while (!path.empty()) {
+        auto& [node, next] = path.back();
+        if (next < node.GetChildCount()) {
+            CTreeNode child = node.GetChildIdx(next);
+            child.SetValue(CSymbol("CurNode"), CGeneric(next));
+            rebuild(child);
+            ++next;
+            path.emplace_back(child, 0);
+            continue;
+        }
+        CTreeNode finished = node;
+        path.pop_back();
+        if (path.empty()) {
+            *this = finished;
+        } else {
+            auto& [parent, visited] = path.back();
+            parent.SetChildIdx(visited - 1, finished);
+        }
+    }
+}
+
 CUniStr CTreeNode::GetPrettyPrint(unsigned int options) const {
     return m_rep ? m_rep->GetPrettyPrint(options) : CUniStr(u"*NULL*");
 }

@@ -106,6 +106,32 @@ public:
     void SetSecondaryIdx(unsigned int i, const CTreeNode& child);
     unsigned char IsSecondary(unsigned int childIndex) const noexcept;
 
+    // ---- descendants addressed by a scope list ----
+    // A scope list walks down from this node, one element a step: a number is a child index, a symbol the
+    // first child of that node type; the empty list is this node. Values are the addressed node's own.
+    CTreeNode GetNodeWithScope(const CGenericList& scope) const;  // null when a step finds no child
+    CGeneric GetValueWithScope(const CGenericList& scope, const CSymbol& feature) const;
+    // The changes copy every shared body on the path, so that other holders of those nodes see nothing;
+    // they return whether the scope addressed a node.
+    unsigned char SetValueWithScope(const CGenericList& scope, const CSymbol& feature, const CGeneric& value);
+    // Sets the feature on the children (given by index) of the addressed node.
+    unsigned char SetValueWithScopeAndIndexList(const CGenericList& scope, const CGenericList& childIndexes,
+                                                const CSymbol& feature, const CGeneric& value);
+    // Puts node in the place of the addressed descendant (the empty scope replaces this node).
+    unsigned char ReplaceNodeWithScope(const CGenericList& scope, const CTreeNode& node);
+    // Over the whole tree: a node's "Primary" feature (a child index) becomes its primary child and its
+    // "Referents" feature (a list of child indexes) its secondary children; every child gets "CurNode", its
+    // index under its parent. Indexes out of range are left out.
+    void RebuildReferentsFromAttributes();
+
+    // The comparisons of the bodies, with the null rules of CGeneric.
+    unsigned char operator==(const CGeneric& o) const { return CGeneric(*this) == o; }
+    unsigned char operator!=(const CGeneric& o) const { return CGeneric(*this) != o; }
+    unsigned char operator<(const CGeneric& o) const { return CGeneric(*this) < o; }
+    unsigned char operator<=(const CGeneric& o) const { return CGeneric(*this) <= o; }
+    unsigned char operator>(const CGeneric& o) const { return CGeneric(*this) > o; }
+    unsigned char operator>=(const CGeneric& o) const { return CGeneric(*this) >= o; }
+
     // "*NULL*" for a null node.
     CUniStr GetPrettyPrint(unsigned int options = 0) const;
     CUniStr GetDebugString() const { return GetPrettyPrint(0); }
