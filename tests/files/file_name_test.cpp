@@ -192,7 +192,7 @@ TEST(CXFileNameClasses, DriveFileAndMetaLetters) {
     EXPECT_EQ(CXFileName::IsValidMetaCharacter('?'), 1);
 }
 
-TEST(CXFileNameParts, PathAndFileNames) {
+TEST(CXFileNameParts, PathAndFileNamesAndIndependentCopies) {
     struct Case {
         const char* name;
         const char* path;
@@ -215,9 +215,6 @@ TEST(CXFileNameParts, PathAndFileNames) {
         EXPECT_EQ(T(f.GetPath()), c.path) << c.name;
         EXPECT_EQ(T(f.GetFileName()), c.fileName) << c.name;
     }
-}
-
-TEST(CXFileNameParts, CopiesAreIndependent) {
     CXFileName a{CStr("C:\\d\\x.txt")};
     CXFileName b = a;
     b.SetExtension(CStr("bin"));

@@ -150,27 +150,21 @@ TEST(AssociationBundle, AKeyWithoutAValueIsPresent) {
 TEST(AssociationBundle, ReadingANullBundleMakesNoBodyButDeletingAndMergingDo) {
     const CSymbol k("k");
     CAssociationBundle null;
-    EXPECT_TRUE(null.GetValue(k).IsNull());
-    EXPECT_TRUE(null.GetValue(CUniStr(u"k")).IsNull());
-    EXPECT_TRUE(null.GetValue("k").IsNull());
+    EXPECT_TRUE(null.GetValue(k).IsNull() && null.GetValue(CUniStr(u"k")).IsNull() &&
+                null.GetValue("k").IsNull());
     EXPECT_FALSE(null.HasKey(k));
     EXPECT_EQ(null.GetLength(), 0u);
     EXPECT_EQ(null.begin(), null.end());
-    EXPECT_EQ(Narrow(null.GetString()), "");
-    EXPECT_EQ(Narrow(null.GetPrettyPrint()), "");
-    EXPECT_TRUE(null.IsNull());
+    EXPECT_EQ(Narrow(null.GetString()) + Narrow(null.GetPrettyPrint()), "");
+    EXPECT_TRUE(null.IsNull()) << "reading made no body";
     null.SubtractDuplicates(MakeAssociationBundle());
     EXPECT_FALSE(null.IsNull()) << "subtracting a bundle gives this one a body first";
-
-    CAssociationBundle deleted;
+    CAssociationBundle deleted, merged, subtracted;
     deleted.DeleteKey(k);
-    EXPECT_FALSE(deleted.IsNull());
-    EXPECT_EQ(deleted.GetLength(), 0u);
-    CAssociationBundle merged;
     merged.MergeWith(CAssociationBundle());
-    EXPECT_FALSE(merged.IsNull());
-    CAssociationBundle subtracted;
     subtracted.SubtractDuplicates(CAssociationBundle());
+    EXPECT_FALSE(deleted.IsNull());
+    EXPECT_FALSE(merged.IsNull());
     EXPECT_TRUE(subtracted.IsNull());
 }
 

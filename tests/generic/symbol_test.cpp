@@ -175,16 +175,13 @@ TEST(Symbol, BodiesCompareByIndex) {
 }
 
 // A text first seen in a file (stored by some other process) is interned when loaded.
-TEST(Symbol, LoadingInternsANewText) {
+TEST(Symbol, LoadingInternsANewTextAndTheTruthSymbolsExist) {
     const std::string t = Fresh("loaded");
     const unsigned next = detail::SymbolTableSize();
     const CGeneric loaded = Load(FileOf(SymbolBytes(t)));
     EXPECT_EQ(unsigned(CSymbol(loaded)), next);
     EXPECT_TRUE(CSymbol(loaded) == CSymbol(t.c_str()));
     EXPECT_EQ(loaded.GetString().ToUtf8(), t);
-}
-
-TEST(Symbol, TruthSymbolsExist) {
     EXPECT_EQ(Text(trueSymbol), u"True");
     EXPECT_EQ(Text(falseSymbol), u"False");
     EXPECT_TRUE(trueSymbol == CSymbol("True"));

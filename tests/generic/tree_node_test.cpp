@@ -79,8 +79,9 @@ TEST(TreeNode, ChildrenAreComparedByIdentity) {
     CTreeNode c = MakeTreeNode(CSymbol("NP"));
     c.AddChild(Tree(u"<N {}>"));
     EXPECT_FALSE(CGeneric(a) == CGeneric(c)) << "an equal but separate child";
-    EXPECT_TRUE(CGeneric(Tree(u"<A {}>")) < CGeneric(Tree(u"<B {}>")) ||
-                CGeneric(Tree(u"<B {}>")) < CGeneric(Tree(u"<A {}>")));  // by the symbols' numbers
+    const CSymbol first("tree_first_type"), second("tree_second_type");  // numbered in this order
+    EXPECT_TRUE(CGeneric(MakeTreeNode(first)) < CGeneric(MakeTreeNode(second))) << "by the types' numbers";
+    EXPECT_FALSE(CGeneric(MakeTreeNode(second)) < CGeneric(MakeTreeNode(first)));
 }
 
 TEST(TreeNode, TextListAndBinaryForms) {

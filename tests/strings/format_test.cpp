@@ -139,7 +139,7 @@ TEST(Format, StringsFollowTheWidthOfTheFormat) {
     EXPECT_STREQ(out8, "x\xE9?");
 }
 
-TEST(Format, NullStringsPrintNull) {
+TEST(Format, NullStringsPrintNullAndPointersZeroPaddedUpperCaseHex) {
     unsigned short out16[32];
     EXPECT_EQ(FormatText(out16, 32, u"%s/%S/%8s", static_cast<const unsigned short*>(nullptr),
                          static_cast<const char*>(nullptr), static_cast<const unsigned short*>(nullptr)),
@@ -148,9 +148,6 @@ TEST(Format, NullStringsPrintNull) {
     char out8[32];
     EXPECT_EQ(FormatText(out8, sizeof(out8), "%s", static_cast<const char*>(nullptr)), 6);
     EXPECT_STREQ(out8, "(null)");
-}
-
-TEST(Format, PointersAreZeroPaddedUpperCaseHex) {
     int x = 0;
     char expected[64];
     std::snprintf(expected, sizeof(expected), "%0*llX", static_cast<int>(2 * sizeof(void*)),
