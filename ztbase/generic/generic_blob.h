@@ -12,7 +12,7 @@
 
 namespace ZtBase {
 
-class ZTBASE_API CGenericBlobRep : public GenericBody<CGenericBlobRep, eGenericBlob> {
+class ZTBASE_API CGenericBlobRep : public UnorderedGenericBody<CGenericBlobRep, eGenericBlob> {
 public:
     CGenericBlobRep() noexcept = default;
     explicit CGenericBlobRep(const CBlob& blob) noexcept : m_blob(blob) {}
@@ -20,11 +20,6 @@ public:
     ~CGenericBlobRep() override;
 
     CBodyBase* Duplicate() const override;
-    // Blobs are in no order, against any body.
-    unsigned char operator<(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator<=(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator>(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator>=(const CGenericBodyBase&) const override { return 0; }
     void operator<<(const CXFile& file) override;  // reads nothing
     void operator>>(CXFile& file) const override;  // the kind code alone
     CUniStr GetString() const override;
@@ -35,7 +30,6 @@ public:
     void SetBlob(const CBlob& blob) { m_blob = blob; }
 
     bool SameEqual(const CGenericBlobRep& o) const { return m_blob == o.m_blob; }
-    bool SameLess(const CGenericBlobRep&) const noexcept { return false; }
 
 private:
     CBlob m_blob;

@@ -59,4 +59,16 @@ protected:
     }
 };
 
+// The frame of kinds that are in no order (blobs, DAGs, DAG nodes): every order comparison is false, against
+// a body of any kind; equality stays the kind's own.
+template <class Derived, E_GenericTypes Kind>
+class UnorderedGenericBody : public GenericBody<Derived, Kind> {
+public:
+    unsigned char operator<(const CGenericBodyBase&) const override { return 0; }
+    unsigned char operator<=(const CGenericBodyBase&) const override { return 0; }
+    unsigned char operator>(const CGenericBodyBase&) const override { return 0; }
+    unsigned char operator>=(const CGenericBodyBase&) const override { return 0; }
+    bool SameLess(const Derived&) const noexcept { return false; }
+};
+
 }  // namespace ZtBase

@@ -50,7 +50,7 @@ private:
     CGeneric m_filter;
 };
 
-class ZTBASE_API CGenericDagRep : public GenericBody<CGenericDagRep, eGenericDag> {
+class ZTBASE_API CGenericDagRep : public UnorderedGenericBody<CGenericDagRep, eGenericDag> {
 public:
     CGenericDagRep() = default;
     explicit CGenericDagRep(const CDagOfGenerics& dag) : m_dag(dag) {}
@@ -58,10 +58,6 @@ public:
     ~CGenericDagRep() override;
 
     CBodyBase* Duplicate() const override;  // shares the graph: never a deep copy
-    unsigned char operator<(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator<=(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator>(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator>=(const CGenericBodyBase&) const override { return 0; }
     void operator<<(const CXFile& file) override;
     void operator>>(CXFile& file) const override;
     CUniStr GetString() const override;
@@ -71,13 +67,12 @@ public:
     const CDagOfGenerics& GetDag() const noexcept { return m_dag; }
     void SetDag(const CDagOfGenerics& dag) { m_dag = dag; }
     bool SameEqual(const CGenericDagRep& o) const { return m_dag == o.m_dag; }
-    bool SameLess(const CGenericDagRep&) const noexcept { return false; }
 
 private:
     CDagOfGenerics m_dag;
 };
 
-class ZTBASE_API CGenericDagNodeRep : public GenericBody<CGenericDagNodeRep, eGenericDagNode> {
+class ZTBASE_API CGenericDagNodeRep : public UnorderedGenericBody<CGenericDagNodeRep, eGenericDagNode> {
 public:
     CGenericDagNodeRep() = default;
     explicit CGenericDagNodeRep(const CDagNodeGeneric& node) : m_node(node) {}
@@ -85,10 +80,6 @@ public:
     ~CGenericDagNodeRep() override;
 
     CBodyBase* Duplicate() const override;
-    unsigned char operator<(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator<=(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator>(const CGenericBodyBase&) const override { return 0; }
-    unsigned char operator>=(const CGenericBodyBase&) const override { return 0; }
     void operator<<(const CXFile& file) override;
     void operator>>(CXFile& file) const override;  // the DAG's code 11, deliberately
     CUniStr GetString() const override;
@@ -98,7 +89,6 @@ public:
     const CDagNodeGeneric& GetDagNode() const noexcept { return m_node; }
     void SetDagNode(const CDagNodeGeneric& node) { m_node = node; }
     bool SameEqual(const CGenericDagNodeRep& o) const { return m_node == o.m_node; }
-    bool SameLess(const CGenericDagNodeRep&) const noexcept { return false; }
 
 private:
     CDagNodeGeneric m_node;
