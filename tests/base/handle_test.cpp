@@ -211,7 +211,7 @@ TEST(ZtArray, IndexedReadsAreCheckedAndWritesBeyondTheEndGrowWithZeros) {
     EXPECT_EQ(b, (ZtArray<int>{1, 0, 0, 0, 7, 8}));
 }
 
-TEST(ZtArray, FindDeleteTruncateReset) {
+TEST(ZtArray, FindDeleteTruncateResetAndUniqueArraysKeepEachValueOnce) {
     ZtArray<int> a{5, 6, 7, 6, 8};
     EXPECT_EQ(a.FindValue(6), 1) << "the lower of two equal elements";
     EXPECT_EQ(a.FindValue(42), -1);
@@ -227,9 +227,6 @@ TEST(ZtArray, FindDeleteTruncateReset) {
     EXPECT_EQ(a[0u], 5) << "an array is a plain value, not shared";
     a.Reset();
     EXPECT_EQ(a.GetLength(), 0u);
-}
-
-TEST(CUniqueArray, KeepsEachValueOnceInFirstInsertionOrder) {
     CUniqueArray<int> u;
     for (int v : {3, 1, 3, 2, 1}) u.AddElementUnique(v);
     EXPECT_EQ(u, (CUniqueArray<int>{3, 1, 2}));

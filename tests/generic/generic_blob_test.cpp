@@ -22,7 +22,7 @@ TEST(GenericBlob, PrintsAsAMarkerWithItsSize) {
     EXPECT_EQ(Utf8(CGenericBlob(CBlob()).GetPrettyPrint()), "#BLOB 0 #");
 }
 
-TEST(GenericBlob, EqualBytesAreEqualAndNothingIsOrdered) {
+TEST(GenericBlob, EqualBytesAreEqualNothingIsOrderedAndOnlyTheCodeIsStored) {
     const CGeneric a = BlobOf("abc", 3), b = BlobOf("abc", 3), c = BlobOf("abd", 3), one(1);
     EXPECT_TRUE(a == b);
     EXPECT_FALSE(a == c);
@@ -39,9 +39,6 @@ TEST(GenericBlob, EqualBytesAreEqualAndNothingIsOrdered) {
     EXPECT_TRUE(changed == y);
     EXPECT_TRUE(x == BlobOf("x", 1)) << "a shared body is copied before it changes";
     EXPECT_EQ(static_cast<CGenericBlob>(a).GetBlob().GetBlobSize(), 3);
-}
-
-TEST(GenericBlob, TheBinaryFormIsTheKindCodeAlone) {
     std::vector<unsigned char> bytes;
     const CGeneric loaded = StoreAndLoad(BlobOf("secret", 6), &bytes);
     EXPECT_EQ(bytes, (std::vector<unsigned char>{13, 0, 0, 0}));
