@@ -14,6 +14,7 @@
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/file_space.h"
 #include "ztbase/files/file_system.h"
+#include "ztbase/files/mapped_file.h"
 #include "ztbase/files/memory_file.h"
 #include "ztbase/files/path_manager.h"
 #include "ztbase/files/xfile.h"

@@ -199,14 +199,14 @@ TEST(CXFileNameParts, PathAndFileNamesAndIndependentCopies) {
         const char* fileName;
     };
     const Case cases[] = {
-        {"C:\\data\\x.txt", "C:\\data\\", "C:\\data\\x.txt"},
-        {"C:x", "C:", "C:x"},
-        {"\\\\srv\\share\\a", "\\\\srv\\share\\", "\\\\srv\\share\\a"},
-        {"/tmp/work/a.txt", "\\tmp\\work\\", "\\tmp\\work\\a.txt"},
-        {"sub\\a.txt", "", "sub\\a.txt"},
+        {"C:\\data\\x.txt", "C:\\data\\", "x.txt"},
+        {"C:x", "C:", "x"},
+        {"\\\\srv\\share\\a", "\\\\srv\\share\\", "a"},
+        {"/tmp/work/a.txt", "\\tmp\\work\\", "a.txt"},
+        {"sub\\a.txt", "", "a.txt"},
         {"a.txt", "", "a.txt"},
-        {"HTTP://host/p", "http://", "http://host/p"},
-        {"SOCKET:h:1", "socket:h:", "socket:h:1"},
+        {"HTTP://host/p", "http://", "host/p"},
+        {"SOCKET:h:1", "socket:h:", "1"},
         {"TTPIPE:p", "", "p"},
     };
     for (const Case& c : cases) {
@@ -281,24 +281,23 @@ TEST(CXFileNameCombine, TheDefaultSuppliesWhatTheNameLeavesOut) {
         const char* complete;
         const char* fileName;
     } cases[] = {
-        {"sub\\a.txt", "C:\\base\\x\\", 1, true, "C:\\base\\x\\sub\\a.txt", "C:\\base\\x\\sub\\a.txt"},
-        {"a.txt", "/tmp/work/", 0, true, "\\tmp\\work\\a.txt", "\\tmp\\work\\a.txt"},
-        {"dd\\a", "\\\\srv\\share\\e", 2, false, "\\\\srv\\share\\dd\\a",
-         "\\\\srv\\share\\dd\\a"},                 // e ignored
-        {"x", "base\\", 0, false, "", "base\\x"},  // a relative default leaves the name relative
-        {"\\etc\\x", "C:\\base\\", 1, true, "C:\\etc\\x", "C:\\etc\\x"},
-        {"/etc/x", "/tmp/work/", 0, true, "\\etc\\x", "\\etc\\x"},
-        {"c:x", "C:\\base\\", 1, true, "c:\\base\\x", "c:\\base\\x"},  // the same drive in either case
-        {"C:x", "D:\\base\\", 1, false, "C:x", "C:x"},
-        {"C:\\a\\x", "C:\\base\\", 1, true, "C:\\a\\x", "C:\\a\\x"},
-        {"\\\\srv\\share\\a", "C:\\base\\", 2, false, "\\\\srv\\share\\a", "\\\\srv\\share\\a"},
-        {"HTTP://h/p", "C:\\base\\", 4, false, "http://h/p", "http://h/p"},
-        {"FTP://h/p", "C:\\base\\", 5, false, "ftp://h/p", "ftp://h/p"},
-        {"SOCKET:h:1", "C:\\base\\", 6, false, "socket:h:1", "socket:h:1"},
+        {"sub\\a.txt", "C:\\base\\x\\", 1, true, "C:\\base\\x\\sub\\a.txt", "a.txt"},
+        {"a.txt", "/tmp/work/", 0, true, "\\tmp\\work\\a.txt", "a.txt"},
+        {"dd\\a", "\\\\srv\\share\\e", 2, false, "\\\\srv\\share\\dd\\a", "a"},  // e ignored
+        {"x", "base\\", 0, false, "", "x"},  // a relative default leaves the name relative
+        {"\\etc\\x", "C:\\base\\", 1, true, "C:\\etc\\x", "x"},
+        {"/etc/x", "/tmp/work/", 0, true, "\\etc\\x", "x"},
+        {"c:x", "C:\\base\\", 1, true, "c:\\base\\x", "x"},  // the same drive in either case
+        {"C:x", "D:\\base\\", 1, false, "C:x", "x"},
+        {"C:\\a\\x", "C:\\base\\", 1, true, "C:\\a\\x", "x"},
+        {"\\\\srv\\share\\a", "C:\\base\\", 2, false, "\\\\srv\\share\\a", "a"},
+        {"HTTP://h/p", "C:\\base\\", 4, false, "http://h/p", "h/p"},
+        {"FTP://h/p", "C:\\base\\", 5, false, "ftp://h/p", "h/p"},
+        {"SOCKET:h:1", "C:\\base\\", 6, false, "socket:h:1", "1"},
         {"TTPIPE:p", "C:\\base\\", 7, false, "", "p"},
-        {"sub\\a", "C:\\b*\\x", 0, false, "", "sub\\a"},  // an invalid default changes nothing
-        {"sub\\a", "HTTP://h/", 0, false, "", "sub\\a"},
-        {"sub\\a", "", 0, false, "", "sub\\a"},
+        {"sub\\a", "C:\\b*\\x", 0, false, "", "a"},  // an invalid default changes nothing
+        {"sub\\a", "HTTP://h/", 0, false, "", "a"},
+        {"sub\\a", "", 0, false, "", "a"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.name) + " with " + c.defaultPath);

@@ -311,13 +311,6 @@ CStr CXFileName::GetPath() const {
     return complete.Copy(0, complete.Length() - m_fileName.Length());
 }
 
-CStr CXFileName::GetFileName() const {
-    CStr complete = GetCompleteFileName();
-    if (complete.Length() != 0) return complete;
-    if (m_kind == eFileNameNoDrive) return JoinedDirectories() + m_fileName;
-    return m_fileName;
-}
-
 CStr CXFileName::GetFileNameWithoutExtension() const {
     const int dot = LastDot(m_fileName);
     return dot < 0 ? m_fileName : m_fileName.Copy(0, static_cast<unsigned>(dot));

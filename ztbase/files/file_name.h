@@ -55,10 +55,9 @@ public:
     // The complete name without the file name (the directory with its final backslash); empty when there
     // is no complete name.
     CStr GetPath() const;
-    // The name rebuilt from its parts even where it has no complete form: the complete name if there is
-    // one, for a relative name its directories and file name ("sub\a.txt"), for a pipe its name.
-    CStr GetFileName() const;
-    // The last component only ("a.txt").
+    // The last component only ("x.txt" of "C:\data\x.txt"), which is what container members are named by;
+    // the two names are one operation.
+    const CStr& GetFileName() const noexcept { return m_fileName; }
     const CStr& GetFileNameWithoutPath() const noexcept { return m_fileName; }
     // The last component without its extension and the "." before it ("a.tar.gz" -> "a.tar").
     CStr GetFileNameWithoutExtension() const;

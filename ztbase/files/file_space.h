@@ -18,6 +18,9 @@ public:
     virtual CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) = 0;
     virtual CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
                                  XF_SHARE_FLAGS share) = 0;
+    // A mapped file of size bytes (the whole file when size is 0); creating makes the file anew.
+    virtual CXFile OpenMappedFile(const CStr& name, unsigned char readOnly, int size, XF_TEXT_MODE mode) = 0;
+    virtual CXFile CreateMappedFile(const CStr& name, int size, XF_TEXT_MODE mode) = 0;
     virtual unsigned char CreateDir(const CStr& name) = 0;
     // The queries answer false (or 0) for a name that is absent; they do not raise.
     virtual unsigned char Exist(CStr name) = 0;
@@ -52,6 +55,12 @@ public:
                          XF_SHARE_FLAGS share) const {
         return m_rep->OpenForAppend(name, buffered, mode, share);
     }
+    CXFile OpenMappedFile(const CStr& name, unsigned char readOnly, int size, XF_TEXT_MODE mode) const {
+        return m_rep->OpenMappedFile(name, readOnly, size, mode);
+    }
+    CXFile CreateMappedFile(const CStr& name, int size, XF_TEXT_MODE mode) const {
+        return m_rep->CreateMappedFile(name, size, mode);
+    }
     unsigned char CreateDir(const CStr& name) const { return m_rep->CreateDir(name); }
     unsigned char Exist(const CStr& name) const { return m_rep->Exist(name); }
     unsigned char IsReadOnly(const CStr& name) const { return m_rep->IsReadOnly(name); }
@@ -82,6 +91,8 @@ public:
     CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
     CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
                          XF_SHARE_FLAGS share) override;
+    CXFile OpenMappedFile(const CStr& name, unsigned char readOnly, int size, XF_TEXT_MODE mode) override;
+    CXFile CreateMappedFile(const CStr& name, int size, XF_TEXT_MODE mode) override;
     unsigned char CreateDir(const CStr& name) override;
     unsigned char Exist(CStr name) override;
     unsigned char IsReadOnly(CStr name) override;
@@ -108,6 +119,8 @@ public:
     CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
     CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
                          XF_SHARE_FLAGS share) override;
+    CXFile OpenMappedFile(const CStr& name, unsigned char readOnly, int size, XF_TEXT_MODE mode) override;
+    CXFile CreateMappedFile(const CStr& name, int size, XF_TEXT_MODE mode) override;
     unsigned char CreateDir(const CStr& name) override;
     unsigned char Exist(CStr name) override;
     unsigned char IsReadOnly(CStr name) override;

@@ -5,6 +5,7 @@
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/file_space.h"
 #include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/files/mapped_file.h"
 #include "ztbase/platform/internal/platform.h"
 
 namespace ZtBase {
@@ -51,6 +52,15 @@ CXFile CXWin32FileSpace::Create(const CStr& name, unsigned char buffered, XF_TEX
 CXFile CXWin32FileSpace::OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
                                        XF_SHARE_FLAGS share) {
     return AppendDiskFile(NativeOrRefuse(name, __LINE__), buffered, mode, share);
+}
+
+CXFile CXWin32FileSpace::OpenMappedFile(const CStr& name, unsigned char readOnly, int size,
+                                        XF_TEXT_MODE mode) {
+    return OpenMappedDiskFile(NativeOrRefuse(name, __LINE__), readOnly, size, mode, false);
+}
+
+CXFile CXWin32FileSpace::CreateMappedFile(const CStr& name, int size, XF_TEXT_MODE mode) {
+    return OpenMappedDiskFile(NativeOrRefuse(name, __LINE__), 0, size, mode, true);
 }
 
 unsigned char CXWin32FileSpace::CreateDir(const CStr& name) {
@@ -149,6 +159,12 @@ CXFile CXRefusingFileSpace::Create(const CStr&, unsigned char, XF_TEXT_MODE) {
     Refuse(__LINE__);
 }
 CXFile CXRefusingFileSpace::OpenForAppend(const CStr&, unsigned char, XF_TEXT_MODE, XF_SHARE_FLAGS) {
+    Refuse(__LINE__);
+}
+CXFile CXRefusingFileSpace::OpenMappedFile(const CStr&, unsigned char, int, XF_TEXT_MODE) {
+    Refuse(__LINE__);
+}
+CXFile CXRefusingFileSpace::CreateMappedFile(const CStr&, int, XF_TEXT_MODE) {
     Refuse(__LINE__);
 }
 unsigned char CXRefusingFileSpace::CreateDir(const CStr&) {

@@ -2,6 +2,7 @@
 
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/internal/xfile_errors.h"
+#include "ztbase/files/mapped_file.h"
 #include "ztbase/files/memory_file.h"
 #include "ztbase/platform/internal/platform.h"
 
@@ -189,8 +190,32 @@ unsigned char CXFileSystem::FixFileName(EOpenCode code, CStr& name) {
     return 1;
 }
 
+CXFile CXFileSystem::OpenMappedFile(EOpenCode code, const CStr& name, unsigned char readOnly, int size,
+                                    XF_TEXT_MODE mode) {
+    CXFile result;
+    if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
+            return TryOpen(result, [&] { return space.OpenMappedFile(complete, readOnly, size, mode); });
+        }))
+        NotFound(name, __LINE__);
+    return result;
+}
+
+CXFile CXFileSystem::CreateMappedFile(EOpenCode code, const CStr& name, int size, XF_TEXT_MODE mode) {
+    CXFile result;
+    if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
+            return TryOpen(result, [&] { return space.CreateMappedFile(complete, size, mode); });
+        }))
+        NotFound(name, __LINE__);
+    return result;
+}
+
 CXFile CXFileSystem::CreateRamFile(XF_TEXT_MODE mode) {
     return CreateMemoryFile(mode);
+}
+
+CXFile CXFileSystem::CreateFixedRAMFile(char* data, unsigned int size, unsigned char readOnly,
+                                        XF_TEXT_MODE mode) {
+    return CreateMemoryViewFile(data, size, readOnly, mode);
 }
 
 }  // namespace ZtBase

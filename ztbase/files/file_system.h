@@ -52,8 +52,15 @@ public:
     int GetCodePathCount(EOpenCode code) const { return m_paths.GetCodePathCount(code); }
     CXPathManager& GetPathManager() noexcept { return m_paths; }
 
+    // Mapped files (see CXFileMemoryMapped) through the same search; size 0 maps the whole file.
+    CXFile OpenMappedFile(EOpenCode code, const CStr& name, unsigned char readOnly, int size,
+                          XF_TEXT_MODE mode);
+    CXFile CreateMappedFile(EOpenCode code, const CStr& name, int size, XF_TEXT_MODE mode);
+
     // A new, empty memory file named "MemoryFile_" + a counter.
     CXFile CreateRamFile(XF_TEXT_MODE mode);
+    // A file over the caller's block, which must outlive it, named "MemoryViewOf_" + a counter.
+    CXFile CreateFixedRAMFile(char* data, unsigned int size, unsigned char readOnly, XF_TEXT_MODE mode);
 
     // The spaces, in the order added (searched from the last).
     const ZtRefArray<CXFileSpaceManager>& GetSpaces() const noexcept { return m_spaces; }

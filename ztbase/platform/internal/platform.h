@@ -107,6 +107,17 @@ bool SyncFile(FileId file, int& error) noexcept;
 bool LockFileRange(FileId file, long long offset, long long length, int& error) noexcept;
 bool UnlockFileRange(FileId file, long long offset, long long length, int& error) noexcept;
 
+// ---- mappings ---------------------------------------------------------------------------------
+// A mapping shows length bytes of a file from its start, shared with the file. Making one has two steps
+// that can fail apart: preparing the file (a writable mapping longer than the file extends the file to
+// length; a read-only one longer than the file is refused with EINVAL, as touching the missing pages would
+// fault; a length of 0 is refused too), then mapping it.
+bool PrepareMapping(FileId file, std::size_t length, bool write, int& error) noexcept;
+void* MapFile(FileId file, std::size_t length, bool write, int& error) noexcept;  // null on failure
+void UnmapFile(void* view, std::size_t length) noexcept;                          // null is ignored
+// The mapping's changes on disk: the changed pages written and waited for, then the file synced.
+bool SyncMappedFile(FileId file, void* view, std::size_t length, int& error) noexcept;
+
 // The system's message for an error number.
 std::string ErrorText(int error);
 

@@ -26,6 +26,12 @@ struct SystemCalls {
     // Renames, never replacing an existing to.
     bool (*rename)(const char* from, const char* to, int& error);
     bool (*unlink)(const char* path, int& error);
+    // Maps length bytes of the file from its start, shared with every other mapping of it and with the
+    // file itself; null on failure.
+    void* (*map)(int file, std::size_t length, bool write, int& error);
+    void (*unmap)(void* view, std::size_t length);
+    // Writes the mapping's changed pages to the file and waits for them.
+    bool (*syncMapping)(void* view, std::size_t length, int& error);
 };
 
 // The table in use. Exported for the library's own tests; not part of the installed interface.

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -57,9 +58,27 @@ bool Unlink(const char* path, int& error) {
     return false;
 }
 
+void* Map(int file, std::size_t length, bool write, int& error) {
+    void* view = ::mmap(nullptr, length, write ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, file, 0);
+    if (view != MAP_FAILED) return view;
+    error = errno;
+    return nullptr;
+}
+
+void Unmap(void* view, std::size_t length) {
+    ::munmap(view, length);
+}
+
+bool SyncMapping(void* view, std::size_t length, int& error) {
+    if (::msync(view, length, MS_SYNC) == 0) return true;
+    error = errno;
+    return false;
+}
+
 }  // namespace
 
-constinit const SystemCalls kRealSystemCalls{Open, Close, Read, Write, Sync, Truncate, Rename, Unlink};
+constinit const SystemCalls kRealSystemCalls{Open,   Close,  Read, Write, Sync,       Truncate,
+                                             Rename, Unlink, Map,  Unmap, SyncMapping};
 constinit SystemCalls gSystemCalls = kRealSystemCalls;
 
 }  // namespace ZtBase::platform
