@@ -10,6 +10,7 @@
 #include "ztbase/base/memory_pool.h"
 #include "ztbase/base/spin_lock.h"
 #include "ztbase/errors/exceptions.h"
+#include "ztbase/files/concat_file.h"
 #include "ztbase/files/disk_file.h"
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/file_space.h"

@@ -1,5 +1,6 @@
 #include "ztbase/files/file_system.h"
 
+#include "ztbase/files/concat_file.h"
 #include "ztbase/files/file_name.h"
 #include "ztbase/files/internal/xfile_errors.h"
 #include "ztbase/files/mapped_file.h"
@@ -207,6 +208,10 @@ CXFile CXFileSystem::CreateMappedFile(EOpenCode code, const CStr& name, int size
         }))
         NotFound(name, __LINE__);
     return result;
+}
+
+void CXFileSystem::AddConcatFile(const CStr& name) {
+    AddSpace(CXFileSpaceManager(new CXConcatFile(OpenMappedFile(eOpenProgramDir, name, 1, 0, XF_BINARY))));
 }
 
 CXFile CXFileSystem::CreateRamFile(XF_TEXT_MODE mode) {

@@ -57,6 +57,9 @@ public:
                           XF_TEXT_MODE mode);
     CXFile CreateMappedFile(EOpenCode code, const CStr& name, int size, XF_TEXT_MODE mode);
 
+    // Opens the container read-only (code 0) and adds its space last, so that it is searched first.
+    void AddConcatFile(const CStr& name);
+
     // A new, empty memory file named "MemoryFile_" + a counter.
     CXFile CreateRamFile(XF_TEXT_MODE mode);
     // A file over the caller's block, which must outlive it, named "MemoryViewOf_" + a counter.

@@ -139,6 +139,8 @@ bool MakeDirectory(const char* path, int& error) noexcept;
 enum class ListWhat { kFiles, kDirectories, kBoth };
 bool ListDirectory(const char* directory, const char* pattern, ListWhat what,
                    std::vector<std::string>& names);
+// Whether name matches the shell pattern as ListDirectory matches them.
+bool MatchesPattern(const char* pattern, const char* name) noexcept;
 
 // The running program's path, the current directory, the temporary directory ($TMPDIR, else /tmp/).
 // Directories end with "/". Empty on failure.

@@ -406,6 +406,10 @@ bool ListDirectory(const char* directory, const char* pattern, ListWhat what,
     return true;
 }
 
+bool MatchesPattern(const char* pattern, const char* name) noexcept {
+    return ::fnmatch(pattern, name, 0) == 0;
+}
+
 std::string ProgramPath() {
     std::vector<char> buffer(256);
     for (;;) {
