@@ -158,7 +158,9 @@ TEST_F(ContainerFixture, EntriesAndDirectoryOutsideTheFileAreNeverRead) {
             EXPECT_EQ(space.Exist(C(dir / name)), found ? 1 : 0) << name;
             const CXFile f = space.OpenMemberFile(C(dir / name), XF_BINARY);
             EXPECT_EQ(f.IsNull(), !found);
-            if (found) EXPECT_EQ(f.GetFileLength(), space.Size(C(dir / name)));
+            if (found) {
+                EXPECT_EQ(f.GetFileLength(), space.Size(C(dir / name)));
+            }
         }
     }
 }

@@ -166,6 +166,29 @@ has tree-lossy "$work/err" "the tree node"
 expect lexicon 0 "$zt" unify '{cat = N, agr = {num = _n}}' "$(dirname "$example")/lexicon.zt"
 [ "$(wc -l <"$work/out")" = 3 ] || fail "lexicon: not the three nouns"
 
+# ---- containers ----
+mkdir -p "$work/members/deeper" && printf 'a\r\nb' >"$work/members/crlf.txt" && : >"$work/members/empty"
+cp "$example" "$work/members/deeper/example.zt"
+expect pack-create 0 "$zt" pack create "$work/p.pack" "$work/members/crlf.txt" "$work/members/empty" \
+  "$work/members/deeper/example.zt"
+expect pack-list 0 "$zt" pack list "$work/p.pack"
+has pack-list "$work/out" "crlf.txt        4"
+has pack-list "$work/out" "empty           0"
+expect pack-extract 0 "$zt" pack extract "$work/p.pack" example.zt -o "$work/extracted.zt"
+same pack-extract "$work/extracted.zt" "$example"
+expect pack-extract-stdout 0 "$zt" pack extract "$work/p.pack" crlf.txt
+same pack-extract-stdout "$work/out" "$work/members/crlf.txt"
+[ "$(head -c 8 "$work/p.pack")" = "ZtPack 1" ] || fail "pack: no identification"
+expect pack-no-member 1 "$zt" pack extract "$work/p.pack" missing
+has pack-no-member "$work/err" "no member named missing"
+expect pack-twice 2 "$zt" pack create "$work/q.pack" "$work/members/empty" "$work/members/empty"
+[ -e "$work/q.pack" ] && fail "pack-twice: a container was left behind"
+expect pack-long-name 2 "$zt" pack create "$work/q.pack" "$work/members/sixteen-chars.zt"
+expect pack-missing 3 "$zt" pack list "$work/none.pack"
+head -c 60 "$work/p.pack" >"$work/cut.pack"  # the directory runs past the end: no members, nothing read
+expect pack-cut 0 "$zt" pack list "$work/cut.pack"
+[ -s "$work/out" ] && fail "pack-cut: members listed from outside the file"
+
 # ---- the README's example of the text form ----
 awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"
 [ -s "$work/readme.zt" ] || fail "readme: the text block was not found"

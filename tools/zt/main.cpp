@@ -23,9 +23,9 @@ int main(int argc, char** argv) {
         "-o names a file. Exit codes: 0 success, 1 the input holds an error, 2 wrong usage, 3 a file could "
         "not be\n"
         "read or written. The text form is described in docs/text-format.md.");
-    const zt::Command commands[] = {zt::AddPrettyCommand(app), zt::AddCheckCommand(app),
+    const zt::Command commands[] = {zt::AddPrettyCommand(app),  zt::AddCheckCommand(app),
                                     zt::AddConvertCommand(app), zt::AddUnifyCommand(app),
-                                    zt::AddTreeCommand(app)};
+                                    zt::AddTreeCommand(app),    zt::AddPackCommand(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
