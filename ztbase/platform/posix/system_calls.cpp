@@ -75,10 +75,12 @@ bool SyncMapping(void* view, std::size_t length, int& error) {
     return false;
 }
 
+constexpr SystemCalls kReal{Open,   Close,  Read, Write, Sync,       Truncate,
+                            Rename, Unlink, Map,  Unmap, SyncMapping};
+
 }  // namespace
 
-constinit const SystemCalls kRealSystemCalls{Open,   Close,  Read, Write, Sync,       Truncate,
-                                             Rename, Unlink, Map,  Unmap, SyncMapping};
-constinit SystemCalls gSystemCalls = kRealSystemCalls;
+constinit const SystemCalls kRealSystemCalls = kReal;
+constinit SystemCalls gSystemCalls = kReal;
 
 }  // namespace ZtBase::platform
