@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang, AddressSanitizer and UBSan, and runs each for SECONDS (default 30)
-# from its seed corpus in fuzz/corpus/. Usage: scripts/fuzz.sh [seconds]
+# from its starting inputs in fuzz/corpus/. Usage: scripts/fuzz.sh [seconds]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-30}
