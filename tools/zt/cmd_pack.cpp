@@ -87,18 +87,16 @@ Command AddPackCommand(CLI::App& zt) {
                     return kOk;
                 }
                 const auto space = OpenPack(o->pack);
-                const int count = space->GetFileCount();
+                // Members are named under the container's directory.
+                const ZtBase::CStr directory = ZtBase::CXFileName(space->GetContainer().GetName()).GetPath();
                 if (list->parsed()) {
-                    const ZtBase::CStr directory =
-                        ZtBase::CXFileName(space->GetContainer().GetName()).GetPath();
-                    for (int i = 0; i < count; ++i) {
+                    for (int i = 0, count = space->GetFileCount(); i < count; ++i) {
                         const ZtBase::CStr name = space->GetFileNameIdx(i);
                         std::printf("%-15s %d\n", name.c_str(), space->Size(directory + name));
                     }
                     if (std::fflush(stdout) != 0) throw Failure{kIoError, "standard output: write error"};
                     return kOk;
                 }
-                const ZtBase::CStr directory = ZtBase::CXFileName(space->GetContainer().GetName()).GetPath();
                 const ZtBase::CXFile member =
                     space->OpenMemberFile(directory + ZtBase::CStr(o->member.c_str()), ZtBase::XF_BINARY);
                 if (member.IsNull()) throw Failure{kBadInput, o->pack + ": no member named " + o->member};

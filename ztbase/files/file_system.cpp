@@ -69,34 +69,34 @@ bool TryOpen(CXFile& result, Open&& open) {
 }
 }  // namespace
 
-CXFile CXFileSystem::OpenExisting(EOpenCode code, const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
-                                  unsigned char readOnly, XF_SHARE_FLAGS share) {
+template <class Open>
+CXFile CXFileSystem::OpenFirst(EOpenCode code, const CStr& name, Open&& open) {
     CXFile result;
     if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result,
-                           [&] { return space.OpenExisting(complete, buffered, mode, readOnly, share); });
+            return TryOpen(result, [&] { return open(space, complete); });
         }))
         NotFound(name, __LINE__);
     return result;
 }
 
+CXFile CXFileSystem::OpenExisting(EOpenCode code, const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                                  unsigned char readOnly, XF_SHARE_FLAGS share) {
+    return OpenFirst(code, name, [&](const CXFileSpaceManager& space, const CStr& complete) {
+        return space.OpenExisting(complete, buffered, mode, readOnly, share);
+    });
+}
+
 CXFile CXFileSystem::Create(EOpenCode code, const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) {
-    CXFile result;
-    if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result, [&] { return space.Create(complete, buffered, mode); });
-        }))
-        NotFound(name, __LINE__);
-    return result;
+    return OpenFirst(code, name, [&](const CXFileSpaceManager& space, const CStr& complete) {
+        return space.Create(complete, buffered, mode);
+    });
 }
 
 CXFile CXFileSystem::OpenForAppend(EOpenCode code, const CStr& name, unsigned char buffered,
                                    XF_TEXT_MODE mode, XF_SHARE_FLAGS share) {
-    CXFile result;
-    if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result, [&] { return space.OpenForAppend(complete, buffered, mode, share); });
-        }))
-        NotFound(name, __LINE__);
-    return result;
+    return OpenFirst(code, name, [&](const CXFileSpaceManager& space, const CStr& complete) {
+        return space.OpenForAppend(complete, buffered, mode, share);
+    });
 }
 
 unsigned char CXFileSystem::CreateDir(EOpenCode code, const CStr& name) {
@@ -193,21 +193,15 @@ unsigned char CXFileSystem::FixFileName(EOpenCode code, CStr& name) {
 
 CXFile CXFileSystem::OpenMappedFile(EOpenCode code, const CStr& name, unsigned char readOnly, int size,
                                     XF_TEXT_MODE mode) {
-    CXFile result;
-    if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result, [&] { return space.OpenMappedFile(complete, readOnly, size, mode); });
-        }))
-        NotFound(name, __LINE__);
-    return result;
+    return OpenFirst(code, name, [&](const CXFileSpaceManager& space, const CStr& complete) {
+        return space.OpenMappedFile(complete, readOnly, size, mode);
+    });
 }
 
 CXFile CXFileSystem::CreateMappedFile(EOpenCode code, const CStr& name, int size, XF_TEXT_MODE mode) {
-    CXFile result;
-    if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result, [&] { return space.CreateMappedFile(complete, size, mode); });
-        }))
-        NotFound(name, __LINE__);
-    return result;
+    return OpenFirst(code, name, [&](const CXFileSpaceManager& space, const CStr& complete) {
+        return space.CreateMappedFile(complete, size, mode);
+    });
 }
 
 void CXFileSystem::AddConcatFile(const CStr& name) {

@@ -72,6 +72,10 @@ public:
 private:
     template <class Action>
     bool Search(EOpenCode code, const CStr& name, Action&& action);
+    // The first file that a space opens through the search (open(space, completeName)); "File not found"
+    // when none does.
+    template <class Open>
+    CXFile OpenFirst(EOpenCode code, const CStr& name, Open&& open);
 
     ZtRefArray<CXFileSpaceManager> m_spaces;
     CXPathManager m_paths;
