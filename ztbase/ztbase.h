@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ztbase/base/arrays.h"
+#include "ztbase/base/bit_set.h"
 #include "ztbase/base/counters.h"
 #include "ztbase/base/error_codes.h"
 #include "ztbase/base/exception_base.h"
@@ -9,6 +10,8 @@
 #include "ztbase/base/line_sink.h"
 #include "ztbase/base/memory_pool.h"
 #include "ztbase/base/spin_lock.h"
+#include "ztbase/datatable/mapped_table.h"
+#include "ztbase/datatable/unistr_db.h"
 #include "ztbase/errors/exceptions.h"
 #include "ztbase/files/concat_file.h"
 #include "ztbase/files/disk_file.h"

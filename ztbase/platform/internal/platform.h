@@ -133,6 +133,8 @@ FileInfo StatPath(const char* path) noexcept;
 bool DeletePath(const char* path, int& error) noexcept;  // a file, not a directory
 // Never replaces an existing file.
 bool MovePath(const char* from, const char* to, int& error) noexcept;
+// Moves a file over another in one step: the old file or the new one is seen under to, never neither.
+bool ReplacePath(const char* from, const char* to, int& error) noexcept;
 bool MakeDirectory(const char* path, int& error) noexcept;
 // Entries of directory whose names match the shell pattern (fnmatch), without "." and "..", in the order
 // the system lists them; files only, directories only, or both.

@@ -25,6 +25,8 @@ struct SystemCalls {
     bool (*truncate)(int file, long long length, int& error);
     // Renames, never replacing an existing to.
     bool (*rename)(const char* from, const char* to, int& error);
+    // Renames, replacing an existing to in one step: a reader sees the old file or the new one.
+    bool (*replace)(const char* from, const char* to, int& error);
     bool (*unlink)(const char* path, int& error);
     // Maps length bytes of the file from its start, shared with every other mapping of it and with the
     // file itself; null on failure.

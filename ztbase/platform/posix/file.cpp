@@ -342,6 +342,10 @@ bool DeletePath(const char* path, int& error) noexcept {
     return gSystemCalls.unlink(path, error);
 }
 
+bool ReplacePath(const char* from, const char* to, int& error) noexcept {
+    return gSystemCalls.replace(from, to, error);
+}
+
 bool MovePath(const char* from, const char* to, int& error) noexcept {
     if (gSystemCalls.rename(from, to, error)) return true;
     if (error != EINVAL && error != ENOSYS && error != EOPNOTSUPP) return false;

@@ -52,6 +52,12 @@ bool Rename(const char* from, const char* to, int& error) {
     return false;
 }
 
+bool Replace(const char* from, const char* to, int& error) {
+    if (::rename(from, to) == 0) return true;
+    error = errno;
+    return false;
+}
+
 bool Unlink(const char* path, int& error) {
     if (::unlink(path) == 0) return true;
     error = errno;
@@ -75,8 +81,8 @@ bool SyncMapping(void* view, std::size_t length, int& error) {
     return false;
 }
 
-constexpr SystemCalls kReal{Open,   Close,  Read, Write, Sync,       Truncate,
-                            Rename, Unlink, Map,  Unmap, SyncMapping};
+constexpr SystemCalls kReal{Open,   Close,   Read,   Write, Sync,  Truncate,
+                            Rename, Replace, Unlink, Map,   Unmap, SyncMapping};
 
 }  // namespace
 
