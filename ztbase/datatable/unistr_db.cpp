@@ -242,14 +242,17 @@ unsigned CUniStrDB::Load(const CXFile& in) const {
         if (line.empty()) continue;
         const std::size_t tab = line.find('\t');
         CUniStr key, value;
-        if (tab == std::string_view::npos || tab == 0 || !UnescapeField(line.substr(0, tab), key) ||
+        if (tab == std::string_view::npos || !UnescapeField(line.substr(0, tab), key) ||
             !UnescapeField(line.substr(tab + 1), value))
             bad();
         if (!m_rep) return stored;
         m_rep->SetCUniStrRecord(key.c_str(), value);
         ++stored;
     }
-    if (lineNumber == 0) bad();
+    if (lineNumber == 0) {
+        lineNumber = 1;  // an empty file lacks the first line
+        bad();
+    }
     return stored;
 }
 
