@@ -189,6 +189,42 @@ head -c 60 "$work/p.pack" >"$work/cut.pack"  # the directory runs past the end: 
 expect pack-cut 0 "$zt" pack list "$work/cut.pack"
 [ -s "$work/out" ] && fail "pack-cut: members listed from outside the file"
 
+# ---- string databases ----
+db="$work/lex.db"
+expect db-set 0 "$zt" db "$db" set verb/go/past went
+expect db-set-escaped 0 "$zt" db "$db" set 'a\/b' "$(printf 'tab\there')"
+expect db-set-utf8 0 "$zt" db "$db" set verb/be "été"
+expect db-get 0 "$zt" db "$db" get verb/go/past
+[ "$(cat "$work/out")" = went ] || fail "db-get: $(cat "$work/out")"
+expect db-get-missing 1 "$zt" db "$db" get verb/go
+has db-get-missing "$work/err" "no key verb/go"
+expect db-list-prefix 0 "$zt" db "$db" list verb
+[ "$(cat "$work/out")" = "$(printf 'verb/be\tété\nverb/go/past\twent')" ] || fail "db-list-prefix"
+expect db-list-nothing 1 "$zt" db "$db" list noun
+expect db-dump 0 "$zt" db "$db" dump -o "$work/lex.dump"
+[ "$(head -1 "$work/lex.dump")" = "ZtDbDump 1" ] || fail "db-dump: no first line"
+has db-dump "$work/lex.dump" "$(printf 'a\\\\/b\ttab\\there')"
+expect db-load 0 "$zt" db "$work/copy.db" load "$work/lex.dump"
+expect db-dump-copy 0 "$zt" db "$work/copy.db" dump -o "$work/copy.dump"
+same db-load "$work/lex.dump" "$work/copy.dump"
+expect db-check 0 "$zt" db "$db" check
+expect db-stats 0 "$zt" db "$db" stats
+has db-stats "$work/out" "records       3"
+expect db-delete 0 "$zt" db "$db" delete verb
+expect db-delete-again 1 "$zt" db "$db" delete verb
+expect db-after-delete 1 "$zt" db "$db" get verb/be
+printf 'ZtDbDump 1\nk\tv\nno tab\n' >"$work/bad.dump"
+expect db-load-bad 1 "$zt" db "$work/copy.db" load "$work/bad.dump"
+has db-load-bad "$work/err" "Invalid dump line 3"
+expect db-missing 3 "$zt" db "$work/none.db" get a
+printf 'not a table, not at all, not in the least' >"$work/junk.db"
+expect db-junk 1 "$zt" db "$work/junk.db" get a
+has db-junk "$work/err" "Not a valid data table"
+cp "$db" "$work/broken.db" && printf '\377\377\377\377' | dd of="$work/broken.db" bs=1 seek=32 conv=notrunc status=none
+expect db-check-broken 1 "$zt" db "$work/broken.db" check
+has db-check-broken "$work/err" "Invalid index"
+expect db-no-subcommand 2 "$zt" db "$db"
+
 # ---- the README's example of the text form ----
 awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"
 [ -s "$work/readme.zt" ] || fail "readme: the text block was not found"

@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
         "read or written. The text form is described in docs/text-format.md.");
     const zt::Command commands[] = {zt::AddPrettyCommand(app),  zt::AddCheckCommand(app),
                                     zt::AddConvertCommand(app), zt::AddUnifyCommand(app),
-                                    zt::AddTreeCommand(app),    zt::AddPackCommand(app)};
+                                    zt::AddTreeCommand(app),    zt::AddDbCommand(app),
+                                    zt::AddPackCommand(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {

@@ -116,6 +116,7 @@ Command AddConvertCommand(CLI::App& zt);
 Command AddUnifyCommand(CLI::App& zt);
 Command AddTreeCommand(CLI::App& zt);
 Command AddPackCommand(CLI::App& zt);
+Command AddDbCommand(CLI::App& zt);
 
 // Prints "zt: message" (or the failure's message) on standard error and gives the exit code.
 int Report(const Failure& failure);
