@@ -224,6 +224,11 @@ cp "$db" "$work/broken.db" && printf '\377\377\377\377' | dd of="$work/broken.db
 expect db-check-broken 1 "$zt" db "$work/broken.db" check
 has db-check-broken "$work/err" "Invalid index"
 expect db-no-subcommand 2 "$zt" db "$db"
+expect db-example 0 "$zt" db "$work/example.db" load "$(dirname "$example")/lexicon.dump"
+expect db-example-get 0 "$zt" db "$work/example.db" get 'na\/ve'
+has db-example-get "$work/out" "adjective"
+expect db-example-list 0 "$zt" db "$work/example.db" list be
+[ "$(cat "$work/out")" = "$(printf 'be/past\twas\\twere')" ] || fail "db-example-list: $(cat "$work/out")"
 
 # ---- the README's example of the text form ----
 awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"
