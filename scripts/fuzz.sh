@@ -8,7 +8,7 @@ build=build-fuzz
 CC=clang CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZTBASE_WERROR=ON \
   -DZTBASE_TESTS=OFF -DZTBASE_BENCH=OFF -DZTBASE_FUZZ=ON -DZTBASE_SANITIZE=address,undefined
 cmake --build "$build" -j"$(nproc)"
-for target in container; do
+for target in container table; do
   work=$(mktemp -d)
   cp fuzz/corpus/$target/* "$work"/
   echo "fuzzing $target for $seconds s"

@@ -166,9 +166,16 @@ CMappedTableBase::CMappedTableBase(const CUniStr& fileName, unsigned char readOn
     Open(size);
 }
 
+CMappedTableBase::CMappedTableBase(const CXFile& file, unsigned short separator)
+    : m_fileName(file.GetName()), m_separator(separator), m_readOnly(1) {
+    m_file = file;
+    m_path = file.GetName();
+    Attach();
+}
+
 CMappedTableBase::CMappedTableBase(const CMappedTableBase& other)
     : m_fileName(other.m_fileName), m_separator(other.m_separator), m_readOnly(other.m_readOnly) {
-    Open(0);
+    OpenLike(other);
 }
 
 CMappedTableBase& CMappedTableBase::operator=(const CMappedTableBase& other) {
@@ -178,9 +185,17 @@ CMappedTableBase& CMappedTableBase::operator=(const CMappedTableBase& other) {
         m_separator = other.m_separator;
         m_readOnly = other.m_readOnly;
         m_interrupted = 0;
-        Open(0);
+        OpenLike(other);
     }
     return *this;
+}
+
+// A read-only table shares the other's file, which nothing changes; a writable one opens the file again.
+void CMappedTableBase::OpenLike(const CMappedTableBase& other) {
+    if (!m_readOnly) return Open(0);
+    m_file = other.m_file;
+    m_path = other.m_path;
+    Attach();
 }
 
 CMappedTableBase::~CMappedTableBase() {
@@ -197,8 +212,12 @@ void CMappedTableBase::Open(unsigned size) {
         Throw(kErrDataTable, CUniStr("Not a valid data table : ") + m_fileName, __LINE__);
     m_file = gFileSystem.OpenMappedFile(eOpenProgramDir, name, m_readOnly, 0, XF_BINARY);
     m_path = m_file.GetName();
+    Attach();
+}
+
+void CMappedTableBase::Attach() {
     Remap();
-    if (std::memcmp(m_base, kMagic, sizeof kMagic) != 0) {
+    if (m_length < kHeaderSize || !m_base || std::memcmp(m_base, kMagic, sizeof kMagic) != 0) {
         Close();
         Throw(kErrDataTable, CUniStr("Not a valid data table : ") + m_fileName, __LINE__);
     }
@@ -337,8 +356,10 @@ void CMappedTableBase::CountUse(unsigned offset) noexcept {
         LockedIncrement(*reinterpret_cast<unsigned*>(m_base + offset));
 }
 
+// Every step of a walk, a record or a bucket passed, stands for at least four bytes of a sound file, so a
+// walk that takes more steps has met a loop.
 unsigned long long CMappedTableBase::WalkBudget() const noexcept {
-    return Limit() / kMinimumRecord + 2;
+    return Limit() / 4 + 2;
 }
 
 bool CMappedTableBase::SameKey(unsigned record, const Segment& segment) const noexcept {
@@ -446,6 +467,7 @@ void CMappedTableBase::VisitFrom(unsigned start, const std::function<void(unsign
         if (!Fits(index, IndexBytes(buckets))) continue;
         unsigned records = 0;
         for (unsigned b = 0; b < buckets && budget; ++b) {
+            --budget;
             unsigned position = 0;
             for (unsigned r = ValidRecord(Head(index, b)); r && budget;
                  r = ValidRecord(Word(r + 4)), --budget) {
@@ -944,11 +966,12 @@ unsigned CTableIterator::NextInFrame(Frame& f) {
     unsigned r = f.record ? t.ValidRecord(t.Word(f.record + 4))
                           : (f.bucket < buckets ? t.ValidRecord(t.Head(f.index, f.bucket)) : 0);
     while (!r) {
-        if (f.bucket + 1 >= buckets) {
+        if (f.bucket + 1 >= buckets || m_budget == 0) {
             f.record = 0;
             f.bucket = buckets;
             return 0;
         }
+        --m_budget;
         r = t.ValidRecord(t.Head(f.index, ++f.bucket));
     }
     f.record = r;

@@ -130,8 +130,11 @@ public:
     // saying so and answers from it as it is.
     CMappedTableBase(const CUniStr& fileName, unsigned char readOnly, unsigned int size,
                      unsigned short separator);
-    // Opens the same file again with the same flags; two writable tables of one file must not write at
-    // once.
+    // A read-only table over a file already open (a container's member, a view of memory): the file's
+    // block is the table; it raises "Not a valid data table : " + the file's name (10501) when it is not one.
+    CMappedTableBase(const CXFile& file, unsigned short separator);
+    // A read-only copy shares the file; a writable one opens it again, which the file's sharing refuses while
+    // the first is open (as it refuses every second writable open of a table).
     CMappedTableBase(const CMappedTableBase& other);
     CMappedTableBase& operator=(const CMappedTableBase& other);
     // Makes earlier writes durable and closes the file.
@@ -206,6 +209,8 @@ private:
     };
 
     void Open(unsigned size);
+    void Attach();  // checks the open file's header
+    void OpenLike(const CMappedTableBase& other);
     void CreateFile(unsigned size);
     void Close() noexcept;
     void Remap();
@@ -282,6 +287,7 @@ public:
     ZtMappedDataTable(const CUniStr& fileName, unsigned char readOnly, unsigned int size,
                       unsigned short separator)
         : CMappedTableBase(fileName, readOnly, size, separator) {}
+    ZtMappedDataTable(const CXFile& file, unsigned short separator) : CMappedTableBase(file, separator) {}
 
     const T* GetRecord(const unsigned short* key) { return reinterpret_cast<const T*>(GetRecordBytes(key)); }
     T* GetRecordForUpdate(const unsigned short* key) {
