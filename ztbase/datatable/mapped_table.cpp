@@ -2,10 +2,12 @@
 // reorganisation into a new file.
 #include "ztbase/datatable/mapped_table.h"
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cstring>
 #include <stdexcept>
+#include <unordered_map>
 #include <utility>
 
 #include "ztbase/base/counters.h"
@@ -660,21 +662,23 @@ void CMappedTableBase::AddToIndex(unsigned slot, unsigned index, const Segment& 
     Store(index + 12 + 4 * (segment.hash % buckets), record);
     const unsigned records = Word(index + 4) + 1;
     Store(index + 4, records);
-    if (records > 2ull * buckets && IndexBytes(2ull * records + 1) < kLargestFile / 4) GrowIndex(slot, index);
+    if (records > buckets && IndexBytes(4ull * records) < kLargestFile / 4) GrowIndex(slot, index);
 }
 
 // A larger index holding copies of the old one's records is written in free space and replaces it with the
-// one store to the word that points at it.
+// one store to the word that points at it. An index grows when it holds more records than buckets, to four
+// buckets a record; the copies of a chain's records are written side by side.
 void CMappedTableBase::GrowIndex(unsigned slot, unsigned index) {
     std::vector<unsigned> records;
     unsigned long long dead = IndexBytes(Word(index)), budget = WalkBudget();
     for (unsigned b = 0; b < Word(index); ++b)
         for (unsigned r = ValidRecord(Head(index, b)); r && budget; r = ValidRecord(Word(r + 4)), --budget)
             records.push_back(r);
-    const unsigned buckets = FindAPrime(static_cast<unsigned>(2 * records.size() + 1));
+    const unsigned buckets = FindAPrime(static_cast<unsigned>(4 * records.size()));
+    SortByBucket(records, buckets);
     const unsigned grown = WriteIndex(buckets);
-    for (auto it = records.rbegin(); it != records.rend(); ++it) {
-        const unsigned r = *it, length = Word(r + 16);
+    for (const unsigned r : records) {
+        const unsigned length = Word(r + 16);
         dead += RoundUp8(length);
         const unsigned copy = Allocate(length);
         std::memmove(m_base + copy, m_base + r, length);
@@ -689,6 +693,16 @@ void CMappedTableBase::GrowIndex(unsigned slot, unsigned index) {
     std::memcpy(m_base + grown + 4, counts, sizeof counts);
     Store(slot, grown);
     AddDead(dead);
+}
+
+void CMappedTableBase::SortByBucket(std::vector<unsigned>& records, unsigned buckets) const {
+    std::vector<std::pair<unsigned, unsigned>> keyed;
+    keyed.reserve(records.size());
+    for (const unsigned r : records)
+        keyed.emplace_back(HashStored(m_base + r + 20, Word(r + 12)) % buckets, r);
+    std::stable_sort(keyed.begin(), keyed.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (std::size_t i = 0; i < keyed.size(); ++i) records[i] = keyed[i].second;
 }
 
 void CMappedTableBase::AddDead(unsigned long long bytes) noexcept {
@@ -794,28 +808,30 @@ void CMappedTableBase::ForceReorganization(unsigned int size, unsigned char keep
 // (the root is always written).
 unsigned CMappedTableBase::BuildIndex(std::vector<char>& out, unsigned index, unsigned minimumBuckets,
                                       bool keepCounters, bool root) const {
-    struct Kept {
-        unsigned record, sub;
-    };
-    std::vector<Kept> kept;
+    std::vector<unsigned> kept;
+    std::unordered_map<unsigned, unsigned> subOf;
     const unsigned buckets = Word(index);
     for (unsigned b = 0; b < buckets; ++b) {
         for (unsigned r = Head(index, b); r; r = Word(r + 4)) {
             const unsigned sub = Word(r + 8) ? BuildIndex(out, Word(r + 8), 0, keepCounters, false) : 0;
-            if (HasData(r) || sub) kept.push_back(Kept{r, sub});
+            if (!HasData(r) && !sub) continue;
+            kept.push_back(r);
+            if (sub) subOf[r] = sub;
         }
     }
     if (kept.empty() && !root) return 0;
-    unsigned newBuckets = FindAPrime(static_cast<unsigned>(kept.size()));
+    unsigned newBuckets = FindAPrime(static_cast<unsigned>(2 * kept.size()));
     if (newBuckets < minimumBuckets) newBuckets = minimumBuckets;
+    SortByBucket(kept, newBuckets);
     const unsigned at = static_cast<unsigned>(out.size());
     if (out.size() + IndexBytes(newBuckets) > kLargestFile) throw std::length_error("table");
     out.resize(out.size() + IndexBytes(newBuckets), 0);
     Put32(out, at, newBuckets);
     Put32(out, at + 4, static_cast<unsigned>(kept.size()));
     Put32(out, at + 8, keepCounters ? Word(index + 8) : 0);
-    for (auto it = kept.rbegin(); it != kept.rend(); ++it) {
-        const unsigned r = it->record, k = Word(r + 12);
+    for (const unsigned r : kept) {
+        const unsigned k = Word(r + 12);
+        const auto sub = subOf.find(r);
         const unsigned dataAt = (2 * k + 29) & ~7u;
         const unsigned dataSize = HasData(r) ? r + Word(r + 16) - DataOffset(r) : 0;
         const unsigned length = dataAt + dataSize;
@@ -825,7 +841,8 @@ unsigned CMappedTableBase::BuildIndex(std::vector<char>& out, unsigned index, un
         const unsigned headSlot = at + 12 + 4 * (HashStored(m_base + r + 20, k) % newBuckets);
         unsigned head;
         std::memcpy(&head, out.data() + headSlot, 4);
-        const unsigned words[5] = {keepCounters ? Word(r) : 0, head, it->sub, k, length};
+        const unsigned words[5] = {keepCounters ? Word(r) : 0, head, sub == subOf.end() ? 0 : sub->second, k,
+                                   length};
         std::memcpy(out.data() + copy, words, sizeof words);
         std::memcpy(out.data() + copy + 20, m_base + r + 20, 2ull * k);
         if (dataSize) std::memcpy(out.data() + copy + dataAt, m_base + DataOffset(r), dataSize);

@@ -159,7 +159,7 @@ public:
     unsigned char Delete(const CUniStr& key);
     // Reorganises when dead space exceeds the live data (and 64 KiB); 1 when it did.
     unsigned char ReorganizeDataBase();
-    // Rebuilds the file now: every index gets FindAPrime(records) buckets (the root at least
+    // Rebuilds the file now: every index gets FindAPrime(2 × records) buckets (the root at least
     // FindAPrime(size)), records without data and without records under them are dropped, and use counters
     // are kept when keepCounters is 1. The new file replaces the old one by a rename; a failure raises
     // "Reorg failed!" (10501) and leaves the old file as it was.
@@ -249,6 +249,7 @@ private:
     void GrowIndex(unsigned slot, unsigned index);
     unsigned LiveBytes(unsigned index) const;
     void AddDead(unsigned long long bytes) noexcept;
+    void SortByBucket(std::vector<unsigned>& records, unsigned buckets) const;
     void ReorganizeIfWorthIt();
     void Rebuild(unsigned size, bool keepCounters);
     unsigned BuildIndex(std::vector<char>& out, unsigned index, unsigned minimumBuckets, bool keepCounters,
