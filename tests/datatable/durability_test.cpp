@@ -35,8 +35,8 @@ struct Op {
 
 // Keys of one to three segments from a small pool, so that writes replace, subtrees are deleted and
 // indexes grow; values of very different sizes, so that dead space builds up and reorganisations run.
-std::vector<Op> MakeOps(unsigned seed, int n) {
-    std::mt19937 random(seed);
+std::vector<Op> MakeOps(unsigned start, int n) {
+    std::mt19937 random(start);
     std::vector<Op> ops;
     for (int i = 0; i < n; ++i) {
         std::u16string key = u"k" + std::u16string(1, static_cast<char16_t>(u'a' + random() % 40));
