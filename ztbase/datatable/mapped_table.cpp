@@ -589,7 +589,10 @@ unsigned char CMappedTableBase::CheckIndexAt(unsigned start, CZtBitSet& bits) {
 
 // ---- writing ----------------------------------------------------------------------------------------
 
+// A write starts only on a sound header: appending past a wrong end of used space would overwrite data.
 void CMappedTableBase::BeginWrite() {
+    if (Word(kUsedAt) > m_length || Word(kRootAt) > Word(kUsedAt) || Word(kUsedAt) < kHeaderSize)
+        Throw(kErrDataTable, CUniStr("Not a valid data table : ") + m_fileName, __LINE__);
     m_base[kStateAt] = static_cast<char>(kWriting);
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
