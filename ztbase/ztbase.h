@@ -38,6 +38,7 @@
 #include "ztbase/generic/text_reader.h"
 #include "ztbase/generic/tree_node.h"
 #include "ztbase/generic/unify.h"
+#include "ztbase/log/line_collector.h"
 #include "ztbase/log/log.h"
 #include "ztbase/platform/export.h"
 #include "ztbase/process/locks.h"

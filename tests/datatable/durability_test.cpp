@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <ztbase/datatable/mapped_table.h>
 #include <ztbase/errors/exceptions.h>
+#include <ztbase/log/line_collector.h>
 #include <ztbase/platform/internal/system_calls.h>
 
 #include <atomic>
@@ -151,10 +152,10 @@ TEST(DataTableDurability, AnInterruptedFileIsRepairedByTheNextWritableOpen) {
     f.Bytes().resize(f.Bytes().size() + 4096, '\0');  // grown, the header not yet told
     ScratchDir::WriteBytes(path, f.Bytes());
     {
-        table_support::CapturedLines lines;
+        CLineCollector lines;
         Table reader(CUniStr(path.c_str()), 1, 0, '/');
         EXPECT_EQ(reader.WasInterrupted(), 1);
-        EXPECT_EQ(lines.Text(),
+        EXPECT_EQ(lines.GetText().ToUtf8(),
                   "data table interrupted in the middle of a write, read as it stands : " + path + "\n");
         EXPECT_EQ(Read(reader), (Contents{{u"a", "1"}, {u"a/b", "2"}}));
         EXPECT_EQ(reader.CheckFile(), 0);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <ztbase/datatable/mapped_table.h>
 #include <ztbase/errors/exceptions.h>
+#include <ztbase/log/line_collector.h>
 
 #include <map>
 #include <random>
@@ -13,7 +14,6 @@
 #include "table_support.h"
 
 using namespace ZtBase;
-using table_support::CapturedLines;
 using table_support::FileImage;
 using table_support::K;
 using table_support::U;
@@ -220,9 +220,9 @@ TEST(DataTableErrors, DamagedFilesFailTheCheckAndNeverCrashALookup) {
         ScratchDir::WriteBytes(path, f.Bytes());
         Table t(CUniStr(path.c_str()), 1, 0, '/');
         {
-            CapturedLines lines;
+            CLineCollector lines;
             EXPECT_EQ(t.CheckFile(), 0);
-            EXPECT_EQ(lines.Text(), std::string(d.message) + "\n");
+            EXPECT_EQ(lines.GetText().ToUtf8(), std::string(d.message) + "\n");
         }
         for (const char16_t* key : {u"a", u"a/b", u"a\\/b", u"nodata", u"a/b/c", u"zz"}) Data(t, key);
         unsigned visited = 0;

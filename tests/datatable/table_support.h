@@ -1,12 +1,8 @@
-// Helpers for the data table tests: 16-bit keys from UTF-8, a table file built word by word, and the
-// debug lines written while a check runs.
+// Helpers for the data table tests: 16-bit keys from UTF-8 and a table file built word by word.
 #pragma once
 
-#include <ztbase/base/line_sink.h>
 #include <ztbase/strings/unistr.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -65,31 +61,6 @@ public:
 
 private:
     std::string bytes_;
-};
-
-// Collects the lines written below the log while it lives.
-class CapturedLines : public ZtBase::CLineSink {
-public:
-    CapturedLines() : previous_(ZtBase::InstallLineSink(this)) {}
-    ~CapturedLines() override { ZtBase::InstallLineSink(previous_); }
-    int vwprintf(ZtBase::LogTypes, const unsigned short* format, va_list args) override {
-        // The 16-bit forms used below carry their text as the one argument.
-        const unsigned short* text = va_arg(args, const unsigned short*);
-        text_ += ZtBase::CUniStr(text).ToUtf8();
-        if (format[0] && format[1] && format[2] == '\n') text_ += '\n';
-        return 1;
-    }
-    int vprintf(ZtBase::LogTypes, const char* format, va_list args) override {
-        char buffer[1024];
-        std::vsnprintf(buffer, sizeof buffer, format, args);
-        text_ += buffer;
-        return 1;
-    }
-    const std::string& Text() const { return text_; }
-
-private:
-    ZtBase::CLineSink* previous_;
-    std::string text_;
 };
 
 }  // namespace table_support

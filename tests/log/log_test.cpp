@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ztbase/errors/exceptions.h"
+#include "ztbase/log/line_collector.h"
 #include "ztbase/strings/unistr.h"
 
 using namespace ZtBase;
@@ -43,6 +44,25 @@ std::u16string U16(const CUniStr& s) {
 
 const unsigned short* P(const char16_t* s) {
     return reinterpret_cast<const unsigned short*>(s);
+}
+
+// Collectors take the lines below the log while they live, formatted, and nest: the inner one hands the
+// lines back to the outer one when it goes, and the outer one to the log.
+TEST(LineCollector, GathersFormattedLinesAndNests) {
+    CLineCollector outer;
+    DebugWriteLn("first");
+    {
+        CLineCollector inner;
+        SinkPrintf(eLogWarning, U16Literal(u"%s=%d;").text, U16Literal(u"n").text, 42);
+        try {
+            throw CZtSimpleException(10501, CUniStr("bad table"), "mappeddatatable", 7);
+        } catch (const CZtException&) {
+        }
+        EXPECT_EQ(inner.GetText().ToUtf8(),
+                  "n=42;Exception Thrown in mappeddatatable(7):  code=10501: bad table\n");
+    }
+    DebugWrite(u"second");
+    EXPECT_EQ(outer.GetText().ToUtf8(), "first\nsecond");
 }
 
 }  // namespace

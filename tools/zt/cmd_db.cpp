@@ -4,7 +4,6 @@
 // UTF-8 on the command line. list and dump write one record a line, the key, a tab and the value, with
 // backslash, tab, line feed and carriage return written \\, \t, \n and \r; dump starts with "ZtDbDump 1" and
 // is what load reads.
-#include <cstdarg>
 #include <filesystem>
 #include <memory>
 
@@ -16,31 +15,6 @@ namespace {
 
 using ZtBase::CUniStr;
 using ZtBase::CUniStrDB;
-
-// The lines the table's check writes, gathered while it runs.
-class Findings : public ZtBase::CLineSink {
-public:
-    Findings() : m_previous(ZtBase::InstallLineSink(this)) {}
-    Findings(const Findings&) = delete;
-    Findings& operator=(const Findings&) = delete;
-    ~Findings() override { ZtBase::InstallLineSink(m_previous); }
-    int vwprintf(ZtBase::LogTypes, const unsigned short* format, va_list args) override {
-        m_text += CUniStr(va_arg(args, const unsigned short*)).ToUtf8();
-        if (format[0] && format[1] && format[2] == '\n') m_text += '\n';
-        return 1;
-    }
-    int vprintf(ZtBase::LogTypes, const char* format, va_list args) override {
-        char buffer[1024];
-        std::vsnprintf(buffer, sizeof buffer, format, args);
-        m_text += buffer;
-        return 1;
-    }
-    const std::string& Text() const { return m_text; }
-
-private:
-    ZtBase::CLineSink* m_previous;
-    std::string m_text;
-};
 
 CUniStr Key(const std::string& utf8) {
     return CUniStr::FromUtf8(utf8);
@@ -166,13 +140,13 @@ Command AddDbCommand(CLI::App& zt) {
                     if (table.WasInterrupted())
                         std::fprintf(stderr, "zt: %s: a write was interrupted; the next write repairs it\n",
                                      file.c_str());
-                    Findings findings;
+                    ZtBase::CLineCollector findings;
                     const bool good = table.CheckFile();
                     if (good) {
                         Print("ok\n");
                         return kOk;
                     }
-                    std::string found = findings.Text();
+                    std::string found = findings.GetText().ToUtf8();
                     while (!found.empty() && found.back() == '\n') found.pop_back();
                     throw Failure{kBadInput, file + ": " + found};
                 }
