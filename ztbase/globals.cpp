@@ -8,11 +8,14 @@
 #include "ztbase/files/file_system.h"
 #include "ztbase/generic/symbol.h"
 #include "ztbase/log/log.h"
+#include "ztbase/process/process_manager.h"
 #include "ztbase/strings/chardefs.h"
 
 namespace ZtBase {
 
 constinit CMemoryPoolManager gMemoryPoolManager;
+// Constant-initialised as well: threads may register before any constructor has run.
+constinit CZtProcessManager gZtProcessManager;
 
 #define ZT_CHARDEF1(n) detail::MakeCharDef(n),
 #define ZT_CHARDEF4(n) ZT_CHARDEF1(n) ZT_CHARDEF1(n + 1) ZT_CHARDEF1(n + 2) ZT_CHARDEF1(n + 3)

@@ -18,6 +18,25 @@ unsigned CurrentThreadId() noexcept;
 unsigned long long MonotonicNanoseconds() noexcept;
 // Processors online, at least 1.
 unsigned ProcessorCount() noexcept;
+void SleepMilliseconds(unsigned milliseconds) noexcept;
+
+// A thread of the system, created held at a start gate: entry(argument) runs once ResumeThread opens the
+// gate, so the creator can register the thread first. The handle outlives the thread until CloseThread,
+// and any number of waits may be made on it, before or after the end.
+class Thread;
+// Null with error set when the system refuses; id is the new thread's identifier.
+Thread* CreateSuspendedThread(unsigned (*entry)(void*), void* argument, unsigned& id, int& error) noexcept;
+void ResumeThread(Thread* thread) noexcept;
+// True until the thread has left its start routine.
+bool ThreadStillActive(Thread* thread) noexcept;
+void WaitForThread(Thread* thread) noexcept;
+// Priorities in the documented scale: idle -15, normal 0, above normal 1 are set as nice values 19, 0 and -5
+// (a change the system refuses is ignored); nice values read back as -15 (10 and above), -1 (1 to 9), 0,
+// 1 (-1 to -5) and 2 (below -5).
+int ThreadPriority(Thread* thread) noexcept;
+void SetThreadPriority(Thread* thread, int priority) noexcept;
+// Lets go of the handle; a thread still running runs on.
+void CloseThread(Thread* thread) noexcept;
 
 // The local time in the 24-character layout "Sat Nov 21 10:18:00 2026" (no line feed), English names
 // whatever the locale. out receives the text and a terminator; returns its length.

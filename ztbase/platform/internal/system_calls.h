@@ -34,6 +34,8 @@ struct SystemCalls {
     void (*unmap)(void* view, std::size_t length);
     // Writes the mapping's changed pages to the file and waits for them.
     bool (*syncMapping)(void* view, std::size_t length, int& error);
+    // Starts routine(argument) on a new, detached thread.
+    bool (*startThread)(void* (*routine)(void*), void* argument, int& error);
 };
 
 // The table in use. Exported for the library's own tests; not part of the installed interface.

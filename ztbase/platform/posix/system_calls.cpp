@@ -2,6 +2,7 @@
 #include "ztbase/platform/internal/system_calls.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -81,8 +82,18 @@ bool SyncMapping(void* view, std::size_t length, int& error) {
     return false;
 }
 
-constexpr SystemCalls kReal{Open,   Close,   Read,   Write, Sync,  Truncate,
-                            Rename, Replace, Unlink, Map,   Unmap, SyncMapping};
+bool StartThread(void* (*routine)(void*), void* argument, int& error) {
+    pthread_t thread;
+    if (const int e = ::pthread_create(&thread, nullptr, routine, argument)) {
+        error = e;
+        return false;
+    }
+    ::pthread_detach(thread);
+    return true;
+}
+
+constexpr SystemCalls kReal{Open,    Close,  Read, Write, Sync,        Truncate,   Rename,
+                            Replace, Unlink, Map,  Unmap, SyncMapping, StartThread};
 
 }  // namespace
 
