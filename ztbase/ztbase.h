@@ -47,6 +47,8 @@
 #include "ztbase/process/process_manager.h"
 #include "ztbase/process/quick_lock.h"
 #include "ztbase/process/read_write_lock.h"
+#include "ztbase/process/task.h"
+#include "ztbase/process/task_manager.h"
 #include "ztbase/process/thread.h"
 #include "ztbase/strings/basic_str.h"
 #include "ztbase/strings/blob.h"
