@@ -64,7 +64,9 @@ TEST(Thread, ReleasedByItsCreatorItFreesItselfAtTheEnd) {
         thread.BeginThread();
     }  // the creator's handle is gone; the registry holds the body
     body->gate.SetGo(1);
-    for (int i = 0; i < 5000 && gDeleted == deleted; ++i) gZtProcessManager.Sleep(1);
+    // Until the thread has written its last line: after that it touches nothing of the library's.
+    for (int i = 0; i < 5000 && lines.GetText().ToUtf8().find("ending thread") == std::string::npos; ++i)
+        gZtProcessManager.Sleep(1);
     EXPECT_EQ(gDeleted, deleted + 1);
     EXPECT_EQ(lines.GetText().ToUtf8().find("deleted without"), std::string::npos);
 }
@@ -135,9 +137,18 @@ TEST(Thread, ManyStartedAndReleasedAtOnce) {
         }
     };
     std::atomic<int> ran{0};
+    CLineCollector lines;
+    // Until every thread has written its last line: after that it touches nothing of the library's.
+    auto ended = [&] {
+        const std::string text = lines.GetText().ToUtf8();
+        int n = 0;
+        for (std::size_t at = text.find("ending thread"); at != std::string::npos;
+             at = text.find("ending thread", at + 1))
+            ++n;
+        return n;
+    };
     for (int i = 0; i < 64; ++i) CZtThread(new Counting(&ran)).BeginThread();
-    for (int i = 0; i < 10000 && (ran < 64 || gZtProcessManager.GetThreadCount() > 0); ++i)
-        gZtProcessManager.Sleep(1);
+    for (int i = 0; i < 10000 && ended() < 64; ++i) gZtProcessManager.Sleep(1);
     EXPECT_EQ(ran.load(), 64);
     EXPECT_EQ(gZtProcessManager.GetThreadCount(), 0u);
 }

@@ -33,14 +33,25 @@ CLineCollector::~CLineCollector() {
 
 int CLineCollector::vwprintf(LogTypes, const unsigned short* format, va_list args) {
     const std::vector<unsigned short> text = Formatted(format, args);
-    if (!text.empty()) m_text += CUniStr(text.data(), static_cast<unsigned>(text.size()));
+    if (!text.empty()) {
+        std::lock_guard<std::mutex> hold(m_lock);
+        m_text += CUniStr(text.data(), static_cast<unsigned>(text.size()));
+    }
     return static_cast<int>(text.size());
 }
 
 int CLineCollector::vprintf(LogTypes, const char* format, va_list args) {
     const std::vector<char> text = Formatted(format, args);
-    if (!text.empty()) m_text += CUniStr(text.data(), static_cast<unsigned>(text.size()));
+    if (!text.empty()) {
+        std::lock_guard<std::mutex> hold(m_lock);
+        m_text += CUniStr(text.data(), static_cast<unsigned>(text.size()));
+    }
     return static_cast<int>(text.size());
+}
+
+CUniStr CLineCollector::GetText() const {
+    std::lock_guard<std::mutex> hold(m_lock);
+    return m_text;
 }
 
 }  // namespace ZtBase

@@ -1,7 +1,10 @@
 // CLineCollector gathers, for as long as it lives, the lines that the layers below the log write (debug
 // lines such as a data table check's findings, exceptions' lines) instead of the log: a tool that shows a
-// check's findings, a test that reads them. Collectors nest; each puts back the sink it replaced.
+// check's findings, a test that reads them. Collectors nest; each puts back the sink it replaced. Lines may
+// come from any thread.
 #pragma once
+
+#include <mutex>
 
 #include "ztbase/base/line_sink.h"
 #include "ztbase/platform/export.h"
@@ -20,10 +23,11 @@ public:
     int vprintf(LogTypes type, const char* format, va_list args) override;
 
     // Everything written so far, line feeds included.
-    const CUniStr& GetText() const noexcept { return m_text; }
+    CUniStr GetText() const;
 
 private:
     CLineSink* m_previous;
+    mutable std::mutex m_lock;
     CUniStr m_text;
 };
 

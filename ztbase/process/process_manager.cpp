@@ -14,6 +14,7 @@ namespace {
 
 CZtProcessManager::~CZtProcessManager() {
     delete m_threads.exchange(nullptr, std::memory_order_acq_rel);
+    m_lock.Destroy();
 }
 
 void CZtProcessManager::InitData() {

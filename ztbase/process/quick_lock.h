@@ -36,8 +36,9 @@ private:
     void* m_section;  // the heap-allocated recursive mutex
 };
 
-// Storage for one T, constructed on first use (thread-safe) and never destroyed, so it stays usable
-// while other static objects are being destroyed. Usable before any constructor has run.
+// Storage for one T, constructed on first use (thread-safe) and destroyed only when its owner asks
+// (Destroy), so a global one stays usable while other static objects are being destroyed. Usable before
+// any constructor has run.
 template <class T>
 class SingletonClass {
 public:
@@ -62,6 +63,11 @@ public:
             m_construct.unlock();
         }
         return *p;
+    }
+    // Destroys the object if it was made; the next Get makes a new one. For the owner's destructor, when
+    // nothing else uses the object any more.
+    void Destroy() noexcept {
+        if (T* p = m_object.exchange(nullptr, std::memory_order_acq_rel)) p->~T();
     }
     T& operator*() { return Get(); }
     T* operator->() { return &Get(); }

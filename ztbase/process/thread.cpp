@@ -71,9 +71,10 @@ unsigned char CZtThreadBase::IsThreadActive() {
     return m_handle && platform::ThreadStillActive(m_handle) ? 1 : 0;
 }
 
+// A finished thread (state 3) may still be writing its "ending thread #" line; the wait also covers that
+// last moment, so that nothing of the thread's runs after the join (the log may go next, at exit).
 void CZtThreadBase::WaitForThreadCompletion() {
-    const unsigned state = GetState();
-    if (state == kNotStarted || state == kFinished || !m_handle) return;
+    if (GetState() == kNotStarted || !m_handle) return;
     while (GetState() == kStarting) platform::SleepMilliseconds(1);
     platform::WaitForThread(m_handle);
 }

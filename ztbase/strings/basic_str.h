@@ -30,8 +30,10 @@ struct StrRep {
     const Ch* Chars() const noexcept {
         return reinterpret_cast<const Ch*>(reinterpret_cast<const char*>(this) + kHeaderBytes);
     }
+    // Acquire: a handle that finds itself the only one and then writes in place must see every read that
+    // the other handles made before they let go.
     int Shares() const noexcept {
-        return std::atomic_ref<int>(const_cast<int&>(refCount)).load(std::memory_order_relaxed);
+        return std::atomic_ref<int>(const_cast<int&>(refCount)).load(std::memory_order_acquire);
     }
 };
 

@@ -5,11 +5,11 @@
 
 namespace ZtBase::platform {
 
+// Waiters are woken while the mutex is held: a waiter that then destroys the event (a thread that ends and
+// frees itself) cannot do so before this call has finished with it.
 void ManualResetEvent::Set() {
-    {
-        std::lock_guard<std::mutex> hold(m_mutex);
-        m_signalled = true;
-    }
+    std::lock_guard<std::mutex> hold(m_mutex);
+    m_signalled = true;
     m_changed.notify_all();
 }
 
