@@ -89,37 +89,37 @@ void CLogManager::CheckConstructed() const {
 // ---- switches -----------------------------------------------------------------------------------
 void CLogManager::SetFileLogging(unsigned char on) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     m_fileLogging = on;
 }
 
 void CLogManager::SetFileLoggingFlush(unsigned char on) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     m_flushFile = on;
 }
 
 void CLogManager::SetDebuggerLogging(unsigned char on) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     m_debuggerLogging = on;
 }
 
 void CLogManager::SetCommandPromptLogging(unsigned char on) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     m_consoleLogging = on;
 }
 
 void CLogManager::SetApplicationEventLogging(unsigned char on) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     m_eventLogging = on;
 }
 
 void CLogManager::SetLogLevel(LogTypes level) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     m_level = level;
 }
 
@@ -191,7 +191,7 @@ int CLogManager::PrintString(LogTypes type, const char* text) {
 template <class Ch>
 int CLogManager::Output(LogTypes type, const Ch* format, va_list args) {
     if (!IsConstructed()) return 0;
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     if (!m_fileLogging && !m_debuggerLogging && !m_eventLogging && !m_consoleLogging) return 0;
     if (static_cast<int>(type) > static_cast<int>(m_level)) return 0;
 
@@ -240,7 +240,7 @@ void CLogManager::WriteFileRecord(LogTypes type, const unsigned short* text, uns
 
 void CLogManager::SetLogFile(CXFile& file) {
     CheckConstructed();
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     const CStr name = file.GetName();
     const XF_TEXT_MODE mode = file.GetTextMode();
     file.UniWriteLn(CUniStr(u"log created"));
@@ -260,7 +260,7 @@ void CLogManager::SetLogFile(CXFile& file) {
 }
 
 void CLogManager::CreateNewerLogFile() {
-    CGetLock hold(*this);
+    CGetLock hold(m_lock);
     const XF_TEXT_MODE mode = m_file.GetTextMode();
     m_file.Flush();
     m_file.Release();
@@ -276,7 +276,7 @@ void CLogManager::CreateNewerLogFile() {
 }
 
 CStr CLogManager::GetLogFileName() const {
-    CGetLock hold(const_cast<CLogManager&>(*this));
+    CGetLock hold(m_lock);
     return m_file.GetName();
 }
 

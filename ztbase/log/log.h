@@ -1,7 +1,7 @@
 // The log: one process-wide CLogManager, gLog, fans every diagnostic line out to the sinks that are
 // switched on: the log file, the debugger (standard error while a debugger is attached or
 // ZTBASE_DEBUG_OUTPUT is set), the console (standard output) and the system log. A level filter drops
-// lines less severe than the configured level. The log is its own lock: lines never interleave.
+// lines less severe than the configured level. One lock inside the log keeps lines from interleaving.
 #pragma once
 
 #include <cstdarg>
@@ -17,7 +17,7 @@ namespace ZtBase {
 
 // gLog is also the line sink (base/line_sink.h) through which the layers below the log write: it
 // installs itself when it is constructed and removes itself when it is destroyed.
-class ZTBASE_API CLogManager : public CQuickLock, public CLineSink {
+class ZTBASE_API CLogManager : public CLineSink {
 public:
     // Debugger sink on, the others off, level 1 (errors only). Sets the process-wide constructed flag.
     CLogManager();
@@ -80,6 +80,7 @@ private:
     void WriteFileRecord(LogTypes type, const unsigned short* text, unsigned length);
     void CheckConstructed() const;
 
+    mutable CQuickLock m_lock;  // re-entrant: a message raised while writing a record comes back here
     unsigned char m_fileLogging = 0;
     unsigned char m_flushFile = 0;
     unsigned char m_debuggerLogging = 1;

@@ -1,5 +1,6 @@
 #include "ztbase/process/task_manager.h"
 
+#include <thread>
 #include <utility>
 
 #include "ztbase/base/error_codes.h"
@@ -54,57 +55,76 @@ CParallelTask TaskQueue::Pop() {
 }
 
 void TaskQueue::Add(const CParallelTask& task) {
-    CGetLock hold(m_lock);
+    std::lock_guard<std::mutex> hold(m_lock);
+    if (m_stopping.load(std::memory_order_relaxed))
+        throw CZtSimpleException(kErrThreadOrStructure,
+                                 CUniStr("A task added to a queue that is trying to stop!"), ".\\ztprocess",
+                                 547);
     Push(task);
-    if (m_waiting > 0) {
-        --m_waiting;
-        m_work.SetEvent();
+    m_queued.store(m_tasks.size(), std::memory_order_release);
+    if (m_sleeping > 0) {
+        --m_sleeping;
+        m_wake.release();
     }
+}
+
+// A worker that runs out of tasks while the producer is still adding finds the next one within a few
+// hundred nanoseconds: spinning that long costs less than sleeping and being woken. On a machine with
+// more runnable threads than processors the spin yields, so the producer is not kept from running.
+void TaskQueue::AwaitWork(std::unique_lock<std::mutex>& hold) {
+    ++m_waiting;
+    if (m_idleWatchers > 0) m_idle.notify_all();
+    hold.unlock();
+    for (unsigned spin = 0; spin < 64; ++spin) {
+        if (m_queued.load(std::memory_order_acquire) != 0 || m_stopping.load(std::memory_order_acquire))
+            break;
+        std::this_thread::yield();
+    }
+    hold.lock();
+    if (m_tasks.empty() && !m_stopping.load(std::memory_order_relaxed)) {
+        ++m_sleeping;
+        hold.unlock();
+        m_wake.acquire();
+        hold.lock();
+    }
+    --m_waiting;
 }
 
 int TaskQueue::Take(CParallelTask& task) {
-    CGetLock hold(m_lock);
-    if (m_stopping) return 2;
-    while (m_tasks.empty()) {
-        if (++m_waiting == m_idleTarget) m_idle.SetEvent();
-        m_lock.Unlock();
-        m_work.Wait();
-        m_lock.Lock();
-        if (m_stopping) return 2;
+    std::unique_lock<std::mutex> hold(m_lock);
+    for (;;) {
+        if (m_stopping.load(std::memory_order_relaxed)) return 2;
+        if (!m_tasks.empty()) break;
+        AwaitWork(hold);
     }
     task = Pop();
+    m_queued.store(m_tasks.size(), std::memory_order_release);
     return 1;
 }
 
-// Every waiting worker wakes and finds the queue stopping; the others find it at their next take. Tasks
+// Every sleeping worker wakes and finds the queue stopping; the others find it at their next take. Tasks
 // not started stay in the queue and go with it.
 void TaskQueue::Stop() {
-    CGetLock hold(m_lock);
-    m_stopping = 1;
-    for (; m_waiting > 0; --m_waiting) m_work.SetEvent();
+    std::lock_guard<std::mutex> hold(m_lock);
+    m_stopping.store(true, std::memory_order_release);
+    for (; m_sleeping > 0; --m_sleeping) m_wake.release();
 }
 
 bool TaskQueue::IsIdle(unsigned threads) {
-    CGetLock hold(m_lock);
+    std::lock_guard<std::mutex> hold(m_lock);
     return m_waiting >= threads && m_tasks.empty();
 }
 
 void TaskQueue::WaitForIdle(unsigned threads) {
-    CGetLock hold(m_lock);
-    m_idleTarget = threads;
-    while (!(m_waiting >= m_idleTarget && m_tasks.empty())) {
-        m_lock.Unlock();
-        m_idle.Wait();
-        m_lock.Lock();
-    }
+    std::unique_lock<std::mutex> hold(m_lock);
+    ++m_idleWatchers;
+    m_idle.wait(hold, [&] { return m_waiting >= threads && m_tasks.empty(); });
+    --m_idleWatchers;
 }
 
 // ---- workers and managers -------------------------------------------------------------------------
 unsigned TaskWorker::Run() {
-    {
-        CGetLock hold(m_manager.m_lock);
-        ++m_manager.m_active;
-    }
+    m_manager.m_active.fetch_add(1, std::memory_order_acq_rel);
     CParallelTask task;
     while (m_manager.m_queue.Take(task) == 1) {
         try {
@@ -115,11 +135,7 @@ unsigned TaskWorker::Run() {
         }
         task.Release();
     }
-    {
-        CGetLock hold(m_manager.m_lock);
-        --m_manager.m_active;
-    }
-    m_manager.m_workerFinished.SetEvent();
+    m_manager.m_active.fetch_sub(1, std::memory_order_acq_rel);
     return 0;
 }
 
@@ -132,30 +148,11 @@ TaskManagerBase::TaskManagerBase(int threads, TaskQueue::Order order)
 }
 
 TaskManagerBase::~TaskManagerBase() {
-    {
-        CGetLock hold(m_lock);
-        m_stopping = 1;
-    }
     m_queue.Stop();
-    if (!m_threads.empty()) m_workerFinished.Wait();
     for (CZtThread& thread : m_threads) {
         thread.WaitForThreadCompletion();
         thread.Release();
     }
-}
-
-void TaskManagerBase::AddTask(CParallelTask& task) {
-    CGetLock hold(m_lock);
-    if (m_stopping)
-        throw CZtSimpleException(kErrThreadOrStructure,
-                                 CUniStr("A task added to a queue that is trying to stop!"), ".\\ztprocess",
-                                 547);
-    m_queue.Add(task);
-}
-
-unsigned TaskManagerBase::GetActiveThreadCount() {
-    CGetLock hold(m_lock);
-    return m_active;
 }
 
 }  // namespace detail

@@ -5,11 +5,13 @@
 // worker is joined. Adding a task to a manager that is stopping raises 10005.
 #pragma once
 
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <semaphore>
 #include <vector>
 
 #include "ztbase/platform/export.h"
-#include "ztbase/process/event.h"
-#include "ztbase/process/quick_lock.h"
 #include "ztbase/process/task.h"
 #include "ztbase/process/thread.h"
 
@@ -17,8 +19,9 @@ namespace ZtBase {
 
 namespace detail {
 
-// The queue with its lock, its events and the counts that tell a worker to wait or the pool that it is
-// idle.
+// The queue with its lock, the counts that tell a worker to wait or the pool that it is idle, and the
+// stop flag: adding and stopping meet under the one lock, so a task is either queued before the stop or
+// refused.
 class ZTBASE_API TaskQueue {
 public:
     enum class Order : unsigned char { kLastInFirstOut, kGreatestFirst };
@@ -26,7 +29,7 @@ public:
     TaskQueue(const TaskQueue&) = delete;
     TaskQueue& operator=(const TaskQueue&) = delete;
 
-    // Queues the task and wakes one waiting worker.
+    // Queues the task and wakes one sleeping worker; raises 10005 once the queue is stopping.
     void Add(const CParallelTask& task);
     // 1 with a task, 2 when the queue is stopping.
     int Take(CParallelTask& task);
@@ -37,15 +40,20 @@ public:
 private:
     void Push(const CParallelTask& task);
     CParallelTask Pop();
+    // Called with the lock held by a worker that found no task: counts it as waiting, spins a little
+    // for a task to come, then sleeps until one is added or the queue stops. Returns with the lock held.
+    void AwaitWork(std::unique_lock<std::mutex>& hold);
 
     Order m_order;
     std::vector<CParallelTask> m_tasks;  // a stack, or a max-heap under operator>
-    CQuickLock m_lock;
-    CZtEvent m_work;
-    unsigned m_waiting = 0;
-    unsigned m_idleTarget = 0;
-    CZtEvent m_idle;
-    unsigned char m_stopping = 0;
+    std::mutex m_lock;
+    std::atomic<std::size_t> m_queued{0};  // m_tasks.size(), for the spin outside the lock
+    std::atomic<bool> m_stopping{false};   // written under the lock
+    unsigned m_waiting = 0;                // workers without a task (spinning or asleep)
+    unsigned m_sleeping = 0;               // workers asleep, not yet woken
+    std::counting_semaphore<> m_wake{0};   // one release wakes one sleeping worker
+    unsigned m_idleWatchers = 0;
+    std::condition_variable m_idle;
 };
 
 class TaskManagerBase;
@@ -66,12 +74,12 @@ public:
     TaskManagerBase& operator=(const TaskManagerBase&) = delete;
 
     // Raises 10005 "A task added to a queue that is trying to stop!" once the manager is stopping.
-    void AddTask(CParallelTask& task);
+    void AddTask(CParallelTask& task) { m_queue.Add(task); }
     unsigned char IsIdle() { return m_queue.IsIdle(m_threadCount) ? 1 : 0; }
     // Returns when every worker waits for work and the queue is empty.
     void WaitForIdle() { m_queue.WaitForIdle(m_threadCount); }
     // Workers that have entered their loop and not left it (one waiting for work counts).
-    unsigned GetActiveThreadCount();
+    unsigned GetActiveThreadCount() const noexcept { return m_active.load(std::memory_order_acquire); }
     unsigned GetThreadCount() const noexcept { return m_threadCount; }
 
 protected:
@@ -98,10 +106,7 @@ private:
     TaskQueue m_queue;
     std::vector<CZtThread> m_threads;
     unsigned m_threadCount;
-    unsigned m_active = 0;
-    CQuickLock m_lock;
-    unsigned char m_stopping = 0;
-    CZtEvent m_workerFinished;
+    std::atomic<unsigned> m_active{0};
 };
 
 }  // namespace detail

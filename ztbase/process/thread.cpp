@@ -71,11 +71,12 @@ unsigned char CZtThreadBase::IsThreadActive() {
     return m_handle && platform::ThreadStillActive(m_handle) ? 1 : 0;
 }
 
-// A finished thread (state 3) may still be writing its "ending thread #" line; the wait also covers that
-// last moment, so that nothing of the thread's runs after the join (the log may go next, at exit).
+// The platform's wait returns once the start routine has returned: a finished thread (state 3) may still
+// be writing its "ending thread #" line, and the wait also covers that last moment, so that nothing of the
+// thread's runs after the join (the log may go next, at exit). A thread in state 1 is waited for the same
+// way: the wait starts before the thread does.
 void CZtThreadBase::WaitForThreadCompletion() {
     if (GetState() == kNotStarted || !m_handle) return;
-    while (GetState() == kStarting) platform::SleepMilliseconds(1);
     platform::WaitForThread(m_handle);
 }
 
