@@ -37,6 +37,9 @@ public:
     // Completes name against path (a directory of a search path; empty for the name as given). False
     // when the name is not one of this space's.
     virtual unsigned char ConstructCompleteFileName(const CStr& path, CStr& name) = 0;
+    // True for spaces whose names no other space can open (pipes, sockets): their open errors end the
+    // file system's search and reach the caller instead of counting as a miss.
+    virtual unsigned char ErrorsEndTheSearch() { return 0; }
 };
 
 class ZTBASE_API CXFileSpaceManager : public ZtHandle<CXFileSpaceManagerRep> {
@@ -111,7 +114,8 @@ public:
 };
 
 // A space that recognises one prefixed kind of name, so that the search never hands such names to the
-// disk, and refuses every operation on them with its message (10009); its queries answer false or 0.
+// disk, and refuses the operations its kind does not offer with its message (10009); its queries answer
+// false or 0.
 class ZTBASE_API CXRefusingFileSpace : public CXFileSpaceManagerRep {
 public:
     CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
@@ -132,6 +136,7 @@ public:
                               unsigned char directories, unsigned char completeNames) override;
     // Only names of the space's kind belong here; they are complete as they stand.
     unsigned char ConstructCompleteFileName(const CStr& path, CStr& name) override;
+    unsigned char ErrorsEndTheSearch() override { return 1; }
 
 protected:
     CXRefusingFileSpace(int kind, const char* refusal) : m_kind(kind), m_refusal(refusal) {}
@@ -142,18 +147,36 @@ private:
     const char* m_refusal;
 };
 
-// Socket end points ("SOCKET:host:port"). Socket files are not built yet: every operation on a socket
-// name is refused with "Not supported".
+// Socket end points ("SOCKET:host:port"): every open connects a TCP client stream (socket_file.h). The
+// other operations are refused with "Not supported".
 class ZTBASE_API CXSocketFileSpace : public CXRefusingFileSpace {
 public:
     CXSocketFileSpace();
+    CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
+                        XF_SHARE_FLAGS share) override;
+    CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
+    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                         XF_SHARE_FLAGS share) override;
+
+    // How long a connection, a read or a write may wait before it fails (process-wide; 30,000 ms unless
+    // set). At least 1.
+    static void SetTimeoutMilliseconds(int milliseconds) noexcept;
+    static int GetTimeoutMilliseconds() noexcept;
 };
 
-// Thread-to-thread pipes ("TTPIPE:name"). Pipe files are not built yet: every operation on a pipe name
-// is refused with "Not supported for pipes".
+// Thread-to-thread pipes ("TTPIPE:name"; pipe_file.h says which end each open gets). Exist answers
+// whether a pipe of the name is open, Size how many bytes wait in it; the other operations are refused
+// with "Not supported for pipes".
 class ZTBASE_API CXThreadToThreadPipeSpace : public CXRefusingFileSpace {
 public:
     CXThreadToThreadPipeSpace();
+    CXFile OpenExisting(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode, unsigned char readOnly,
+                        XF_SHARE_FLAGS share) override;
+    CXFile Create(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode) override;
+    CXFile OpenForAppend(const CStr& name, unsigned char buffered, XF_TEXT_MODE mode,
+                         XF_SHARE_FLAGS share) override;
+    unsigned char Exist(CStr name) override;
+    int Size(CStr name) override;
 };
 
 }  // namespace ZtBase

@@ -55,10 +55,11 @@ bool CXFileSystem::Search(EOpenCode code, const CStr& name, Action&& action) {
 namespace {
 // An open that raises counts as a miss; the search goes on.
 template <class Open>
-bool TryOpen(CXFile& result, Open&& open) {
+bool TryOpen(CXFile& result, const CXFileSpaceManager& space, Open&& open) {
     try {
         result = open();
     } catch (const CZtException&) {
+        if (space.GetRep()->ErrorsEndTheSearch()) throw;
         return false;
     }
     return !result.IsNull();
@@ -73,7 +74,7 @@ template <class Open>
 CXFile CXFileSystem::OpenFirst(EOpenCode code, const CStr& name, Open&& open) {
     CXFile result;
     if (!Search(code, name, [&](const CXFileSpaceManager& space, const CStr&, const CStr& complete) {
-            return TryOpen(result, [&] { return open(space, complete); });
+            return TryOpen(result, space, [&] { return open(space, complete); });
         }))
         NotFound(name, __LINE__);
     return result;

@@ -169,4 +169,33 @@ std::string ProgramPath();
 std::string CurrentDirectory();
 std::string TemporaryDirectory();
 
+// ---- shared libraries ---------------------------------------------------------------------------
+// A loaded library; null when loading failed (error holds the system's message).
+void* OpenLibrary(const char* path, std::string& error) noexcept;
+// The address of an exported symbol, or null.
+void* LibrarySymbol(void* library, const char* name) noexcept;
+void CloseLibrary(void* library) noexcept;  // null is ignored
+// The file name shared libraries carry here ("so"), without the dot.
+const char* LibraryExtension() noexcept;
+
+// ---- stream sockets -----------------------------------------------------------------------------
+using SocketId = int;  // an open socket; kNoSocket when none
+constexpr SocketId kNoSocket = -1;
+enum class ConnectFailure { kNone, kUnknownHost, kRefused, kTimedOut, kOther };
+// Connects to host:port (a name or a numeric address; a port number or service name), trying each address
+// the resolver gives until one answers, each within timeoutMs. kNoSocket on failure, with why and the
+// system's error number (for kUnknownHost the resolver's message is in message).
+SocketId ConnectStream(const char* host, const char* port, int timeoutMs, ConnectFailure& why, int& error,
+                       std::string& message) noexcept;
+// Up to count bytes, waiting at most timeoutMs for the first; 0 at the peer's orderly end, -1 with error on
+// failure (ETIMEDOUT when nothing came in time).
+long long ReceiveSocket(SocketId socket, void* buffer, std::size_t count, int timeoutMs, int& error) noexcept;
+// All count bytes, each wait for room at most timeoutMs; -1 with error on failure. A peer that has gone
+// gives EPIPE, never a signal.
+long long SendSocket(SocketId socket, const void* buffer, std::size_t count, int timeoutMs,
+                     int& error) noexcept;
+// Ends the sending direction (the peer reads its end), keeping the receiving one.
+void ShutdownSending(SocketId socket) noexcept;
+void CloseSocket(SocketId socket) noexcept;  // kNoSocket is ignored
+
 }  // namespace ZtBase::platform

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "ztbase/platform/export.h"
 
@@ -36,6 +37,12 @@ struct SystemCalls {
     bool (*syncMapping)(void* view, std::size_t length, int& error);
     // Starts routine(argument) on a new, detached thread.
     bool (*startThread)(void* (*routine)(void*), void* argument, int& error);
+    // Loads a shared library with every symbol bound at once and kept to itself; null on failure, with the
+    // system's message in error.
+    void* (*openLibrary)(const char* path, std::string& error);
+    // Connects a stream socket to one address of a host (a sockaddr of length bytes), giving up after
+    // timeoutMs; a socket number, or -1.
+    int (*connect)(const void* address, unsigned length, int family, int timeoutMs, int& error);
 };
 
 // The table in use. Exported for the library's own tests; not part of the installed interface.

@@ -1,10 +1,13 @@
 // The table of system calls, set to the real POSIX calls by constant initialisation.
 #include "ztbase/platform/internal/system_calls.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -82,6 +85,51 @@ bool SyncMapping(void* view, std::size_t length, int& error) {
     return false;
 }
 
+void* OpenLibrary(const char* path, std::string& error) {
+    void* library = ::dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        const char* text = ::dlerror();
+        error = text ? text : "cannot load the library";
+    }
+    return library;
+}
+
+// A non-blocking connect waited for with poll, so that a host that does not answer costs timeoutMs and no
+// more; the socket goes back to blocking once connected.
+int Connect(const void* address, unsigned length, int family, int timeoutMs, int& error) {
+    const int s = ::socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (s < 0) {
+        error = errno;
+        return -1;
+    }
+    if (::connect(s, static_cast<const sockaddr*>(address), length) != 0) {
+        if (errno != EINPROGRESS) {
+            error = errno;
+            ::close(s);
+            return -1;
+        }
+        pollfd p{s, POLLOUT, 0};
+        int ready;
+        while ((ready = ::poll(&p, 1, timeoutMs)) < 0 && errno == EINTR) {
+        }
+        int result = 0;
+        socklen_t size = sizeof result;
+        if (ready == 0)
+            result = ETIMEDOUT;
+        else if (ready < 0)
+            result = errno;
+        else if (::getsockopt(s, SOL_SOCKET, SO_ERROR, &result, &size) != 0)
+            result = errno;
+        if (result != 0) {
+            error = result;
+            ::close(s);
+            return -1;
+        }
+    }
+    ::fcntl(s, F_SETFL, ::fcntl(s, F_GETFL) & ~O_NONBLOCK);
+    return s;
+}
+
 bool StartThread(void* (*routine)(void*), void* argument, int& error) {
     pthread_t thread;
     if (const int e = ::pthread_create(&thread, nullptr, routine, argument)) {
@@ -92,8 +140,8 @@ bool StartThread(void* (*routine)(void*), void* argument, int& error) {
     return true;
 }
 
-constexpr SystemCalls kReal{Open,    Close,  Read, Write, Sync,        Truncate,   Rename,
-                            Replace, Unlink, Map,  Unmap, SyncMapping, StartThread};
+constexpr SystemCalls kReal{Open,   Close, Read,  Write,       Sync,        Truncate,    Rename, Replace,
+                            Unlink, Map,   Unmap, SyncMapping, StartThread, OpenLibrary, Connect};
 
 }  // namespace
 
