@@ -5,6 +5,9 @@
 // constructor of the library has run, so static objects elsewhere may create strings at any time.
 
 #include "ztbase/base/memory_pool.h"
+#include "ztbase/components/component_manager.h"
+#include "ztbase/components/sync_isapi_init.h"
+#include "ztbase/components/unit_test.h"
 #include "ztbase/files/file_system.h"
 #include "ztbase/generic/symbol.h"
 #include "ztbase/log/log.h"
@@ -43,5 +46,9 @@ CLogManager gLog;
 CSymbol trueSymbol("True");
 CSymbol falseSymbol("False");
 CXFileSystem gFileSystem;
+CComponentManager gComponentManager(new CNativeComponentManager);
+CUnitTestManager gUnitTestManager;
+// Last: it tells callers that every object above is usable.
+CSyncIsapiInit gSyncIsapiInit;
 
 }  // namespace ZtBase
