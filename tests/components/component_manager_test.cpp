@@ -51,7 +51,8 @@ TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
     ASSERT_FALSE(greeter.IsNull());
     EXPECT_EQ(static_cast<sample::Greeter*>(greeter.GetComponentBody())->Greet(U("world")).ToUtf8(),
               "Hello, world!");
-    CComponentHandle counter = m->CreateComponent(U("Sample.Counter")), second = m->CreateComponent(U("Sample.Counter"));
+    CComponentHandle counter = m->CreateComponent(U("Sample.Counter")),
+                     second = m->CreateComponent(U("Sample.Counter"));
     auto* c = static_cast<sample::Counter*>(counter.GetComponentBody());
     EXPECT_EQ(c->Next(), 1);
     EXPECT_EQ(c->Next(), 2);
@@ -63,7 +64,8 @@ TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
     EXPECT_EQ(static_cast<sample::CounterContext*>(b.GetRep())->Serial(),
               static_cast<sample::CounterContext*>(a.GetRep())->Serial() + 1);
     EXPECT_FALSE(a.Eq(b));
-    EXPECT_TRUE(m->FindNamedInterface(U("Sample.Greeter"))->CreateContext().IsNull()) << "the default context";
+    EXPECT_TRUE(m->FindNamedInterface(U("Sample.Greeter"))->CreateContext().IsNull())
+        << "the default context";
 
     EXPECT_TRUE(m->CreateComponent(U("Sample.Nothing")).IsNull());
     EXPECT_TRUE(m->CreateComponent(U("sample.greeter")).IsNull()) << "interface names are exact";
@@ -78,8 +80,8 @@ TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
 
 TEST(ComponentManager, BrokenLibrariesAreUnloadedAndGiveNull) {
     Manager m;
-    for (const char* broken : {"no_entry.so", "null_entry.so", "throwing_entry.so", "refusing_init.so",
-                               "missing.so"}) {
+    for (const char* broken :
+         {"no_entry.so", "null_entry.so", "throwing_entry.so", "refusing_init.so", "missing.so"}) {
         SCOPED_TRACE(broken);
         EXPECT_EQ(m->LoadComponent(U(kModules + "/" + broken)), nullptr);
     }

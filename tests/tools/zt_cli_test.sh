@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The zt tool as a person or a script uses it: outputs, standard input and output, error places, exit codes,
 # outputs written whole or not at all, a full device, input detection, lossy conversions, JSON round trips.
-# Usage: zt_cli_test.sh ZT EXAMPLE README WORKDIR
+# Usage: zt_cli_test.sh ZT EXAMPLE README WORKDIR SAMPLE-COMPONENT
 set -uo pipefail
-zt=$1 example=$2 readme=$3 work=$4
+zt=$1 example=$2 readme=$3 work=$4 component=$5
 rm -rf "$work" && mkdir -p "$work"
 failures=0
 fail() { echo "FAIL $*"; failures=$((failures + 1)); }
@@ -229,6 +229,27 @@ expect db-example-get 0 "$zt" db "$work/example.db" get 'na\/ve'
 has db-example-get "$work/out" "adjective"
 expect db-example-list 0 "$zt" db "$work/example.db" list be
 [ "$(cat "$work/out")" = "$(printf 'be/past\twas\\twere')" ] || fail "db-example-list: $(cat "$work/out")"
+
+# ---- components and the self-test ----
+expect component 0 "$zt" component "$component" --create Sample.Greeter
+has component "$work/out" "(Sample component)"
+has component "$work/out" "    Sample.Counter"
+has component "$work/out" "created a component through Sample.Greeter from sample_component.so"
+printf '\n  %s  \n%s/missing.so\n' "$component" "$work" >"$work/components.lst"
+expect component-list 0 "$zt" component --list "$work/components.lst"
+has component-list "$work/out" "Sample.Greeter"
+mkdir -p "$work/plugins" && cp "$component" "$work/plugins/"
+expect component-dir 0 "$zt" component --dir "$work/plugins"
+has component-dir "$work/out" "sample_component.so  (Sample component)"
+expect component-none 1 "$zt" component "$work/missing.so"
+has component-none "$work/err" "not a component library"
+expect component-no-interface 1 "$zt" component "$component" --create Sample.Nothing
+has component-no-interface "$work/err" "no loaded library offers Sample.Nothing"
+expect selftest 0 "$zt" selftest
+has selftest "$work/out" "5 testers, 0 failed"
+expect selftest-one 0 "$zt" selftest TASKS
+has selftest-one "$work/out" "tasks      PASS"
+expect selftest-unknown 2 "$zt" selftest nothing
 
 # ---- the README's example of the text form ----
 awk '/^Values in the text form/{f=1} f&&/^```$/{n++; if(n==2) exit; next} f&&n==1' "$readme" >"$work/readme.zt"

@@ -23,10 +23,10 @@ int main(int argc, char** argv) {
         "-o names a file. Exit codes: 0 success, 1 the input holds an error, 2 wrong usage, 3 a file could "
         "not be\n"
         "read or written. The text form is described in docs/text-format.md.");
-    const zt::Command commands[] = {zt::AddPrettyCommand(app),  zt::AddCheckCommand(app),
-                                    zt::AddConvertCommand(app), zt::AddUnifyCommand(app),
-                                    zt::AddTreeCommand(app),    zt::AddDbCommand(app),
-                                    zt::AddPackCommand(app)};
+    const zt::Command commands[] = {
+        zt::AddPrettyCommand(app), zt::AddCheckCommand(app),     zt::AddConvertCommand(app),
+        zt::AddUnifyCommand(app),  zt::AddTreeCommand(app),      zt::AddDbCommand(app),
+        zt::AddPackCommand(app),   zt::AddComponentCommand(app), zt::AddSelfTestCommand(app)};
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {

@@ -117,6 +117,8 @@ Command AddUnifyCommand(CLI::App& zt);
 Command AddTreeCommand(CLI::App& zt);
 Command AddPackCommand(CLI::App& zt);
 Command AddDbCommand(CLI::App& zt);
+Command AddComponentCommand(CLI::App& zt);
+Command AddSelfTestCommand(CLI::App& zt);
 
 // Prints "zt: message" (or the failure's message) on standard error and gives the exit code.
 int Report(const Failure& failure);

@@ -94,7 +94,7 @@ private:
 // is exported as "_GetLibraryClass@0". Use it once, at namespace scope, in one source file of the
 // component.
 #if defined(_WIN32)
-#define ZTBASE_COMPONENT_ENTRY extern "C" __declspec(dllexport) ::ZtBase::CComponentLibrary* __stdcall
+#define ZTBASE_COMPONENT_ENTRY extern "C" __declspec(dllexport)::ZtBase::CComponentLibrary* __stdcall
 #else
 #define ZTBASE_COMPONENT_ENTRY extern "C" __attribute__((visibility("default"))) ::ZtBase::CComponentLibrary*
 #endif

@@ -94,7 +94,8 @@ void* FindFunction(void* module, const std::string& name) {
 bool IsBaseLibrary(const CStr& file) {
     for (const char* own : {"ztbase.dll", "ztbase.so"}) {
         const unsigned n = static_cast<unsigned>(std::char_traits<char>::length(own));
-        if (file.GetLength() >= n && CStr(file.c_str() + file.GetLength() - n).Compare(own, eIgnoreCase) == eEqual)
+        if (file.GetLength() >= n &&
+            CStr(file.c_str() + file.GetLength() - n).Compare(own, eIgnoreCase) == eEqual)
             return true;
     }
     return false;
@@ -108,7 +109,8 @@ CNativeComponentManager::~CNativeComponentManager() = default;
 int CNativeComponentManager::FindLoadedUnlocked(const CUniStr& name) const {
     const CStr narrow = name.ConvertTo8Bit_Safe();
     for (std::size_t i = 0; i < m_names.size(); ++i)
-        if (m_names[i].ConvertTo8Bit_Safe().Compare(narrow, eIgnoreCase) == eEqual) return static_cast<int>(i);
+        if (m_names[i].ConvertTo8Bit_Safe().Compare(narrow, eIgnoreCase) == eEqual)
+            return static_cast<int>(i);
     return -1;
 }
 
@@ -119,7 +121,8 @@ CComponentLibrary* CNativeComponentManager::LoadComponent(const CUniStr& name) {
     if (!module) return nullptr;
     CComponentLibrary* library = nullptr;
     try {
-        if (auto entry = reinterpret_cast<Entry>(FindFunction(module, "_GetLibraryClass@0"))) library = entry();
+        if (auto entry = reinterpret_cast<Entry>(FindFunction(module, "_GetLibraryClass@0")))
+            library = entry();
         if (library && GetOwner()) library->InitializeComponent(*GetOwner());
     } catch (...) {
         DebugWriteLn("A component raised while it was being loaded");
@@ -213,7 +216,15 @@ CUniStr CNativeComponentManager::FindLibraryFileName(const CUniStr& interfaceNam
     CGetLock hold(m_lock);
     const int i = FindOfferingUnlocked(interfaceName);
     if (i < 0) return CUniStr();
-    return CUniStr(CXFileName(m_names[static_cast<std::size_t>(i)].ConvertTo8Bit_Safe()).GetFileNameWithoutPath());
+    return CUniStr(
+        CXFileName(m_names[static_cast<std::size_t>(i)].ConvertTo8Bit_Safe()).GetFileNameWithoutPath());
+}
+
+std::vector<std::pair<CUniStr, CComponentLibrary*>> CNativeComponentManager::GetLoadedLibraries() const {
+    CGetLock hold(m_lock);
+    std::vector<std::pair<CUniStr, CComponentLibrary*>> loaded;
+    for (std::size_t i = 0; i < m_libraries.size(); ++i) loaded.emplace_back(m_names[i], m_libraries[i]);
+    return loaded;
 }
 
 unsigned char CNativeComponentManager::HasFunction(const CUniStr& library, const CUniStr& function) const {

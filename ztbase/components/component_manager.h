@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ztbase/components/component.h"
@@ -98,13 +99,16 @@ public:
     CUniStr FindLibraryFileName(const CUniStr& interfaceName) override;
     unsigned char HasFunction(const CUniStr& library, const CUniStr& function) const override;
 
+    // The libraries loaded so far, in load order, with the names they were loaded under.
+    std::vector<std::pair<CUniStr, CComponentLibrary*>> GetLoadedLibraries() const;
+
 private:
     int FindLoadedUnlocked(const CUniStr& name) const;
     int FindOfferingUnlocked(const CUniStr& interfaceName);
 
-    std::vector<CUniStr> m_names;                  // as loaded
-    std::vector<void*> m_modules;                  // the platform's handles
-    std::vector<CComponentLibrary*> m_libraries;   // what each entry function returned
+    std::vector<CUniStr> m_names;                 // as loaded
+    std::vector<void*> m_modules;                 // the platform's handles
+    std::vector<CComponentLibrary*> m_libraries;  // what each entry function returned
     mutable CQuickLock m_lock;
 };
 

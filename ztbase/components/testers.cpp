@@ -45,7 +45,8 @@ public:
         bool ok = true;
         {
             CUniStrDB db;
-            if (!db.Create(file)) return Fail(message, "cannot create a table in " + platform::TemporaryDirectory());
+            if (!db.Create(file))
+                return Fail(message, "cannot create a table in " + platform::TemporaryDirectory());
             for (int i = 0; i < kKeys; ++i)
                 db.SetRecord(CUniStr(("word/" + std::to_string(i * 7919 % 10007)).c_str()).c_str(),
                              CUniStr(std::to_string(i).c_str()));
@@ -55,7 +56,8 @@ public:
             if (!db.Open(file, 1)) ok = Fail(message, "cannot reopen the table read-only");
             for (int i = 0; ok && i < kKeys; ++i) {
                 CUniStr value;
-                if (!db.GetRecord(CUniStr(("word/" + std::to_string(i * 7919 % 10007)).c_str()).c_str(), value) ||
+                if (!db.GetRecord(CUniStr(("word/" + std::to_string(i * 7919 % 10007)).c_str()).c_str(),
+                                  value) ||
                     value.ToUtf8() != std::to_string(i))
                     ok = Fail(message, "record " + std::to_string(i) + " reads back wrong");
             }
@@ -242,10 +244,13 @@ public:
             return Fail(message, "8-bit conversion does not round-trip");
         if (CStr("Resume").Compare("R\xE9SUM\xC9", eIgnoreBoth) != eEqual)
             return Fail(message, "comparison ignoring case and accents is wrong");
-        if (CStr("a").Compare("B", eIgnoreCase) != eLess) return Fail(message, "comparison ignoring case is wrong");
+        if (CStr("a").Compare("B", eIgnoreCase) != eLess)
+            return Fail(message, "comparison ignoring case is wrong");
         int value = 0;
-        if (!MakeStr(-123456).Convert(value) || value != -123456) return Fail(message, "numbers do not round-trip");
-        if (MakeStr(255u, 4, eHexadecimal, '0') != "00ff") return Fail(message, "hexadecimal formatting is wrong");
+        if (!MakeStr(-123456).Convert(value) || value != -123456)
+            return Fail(message, "numbers do not round-trip");
+        if (MakeStr(255u, 4, eHexadecimal, '0') != "00ff")
+            return Fail(message, "hexadecimal formatting is wrong");
         message = CUniStr("conversions, comparison modes and numbers");
         return true;
     }
@@ -259,7 +264,8 @@ void RegisterLibraryTesters(CUnitTestManager& manager) {
     static FileTester files;
     static PoolTester pools;
     static StringTester strings;
-    for (CUnitTesterBase* tester : std::initializer_list<CUnitTesterBase*>{&datatable, &tasks, &files, &pools, &strings})
+    for (CUnitTesterBase* tester :
+         std::initializer_list<CUnitTesterBase*>{&datatable, &tasks, &files, &pools, &strings})
         manager.Register(tester);
 }
 

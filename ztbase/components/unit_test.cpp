@@ -37,8 +37,9 @@ int CUnitTestManager::GetTesterCount() {
 
 CUnitTesterBase* CUnitTestManager::GetTester(int index) {
     CGetLock hold(m_lock);
-    return index >= 0 && index < static_cast<int>(m_testers.size()) ? m_testers[static_cast<std::size_t>(index)]
-                                                                     : nullptr;
+    return index >= 0 && index < static_cast<int>(m_testers.size())
+               ? m_testers[static_cast<std::size_t>(index)]
+               : nullptr;
 }
 
 CUnitTesterBase* CUnitTestManager::FindTester(const CUniStr& name) {
