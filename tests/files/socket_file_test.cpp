@@ -83,9 +83,14 @@ TEST(SocketFile, APeerThatGoesSilentCostsTheTimeoutAndNoMore) {
 }
 
 TEST(SocketFile, APeerThatVanishesGivesErrorsNotAHang) {
-    LoopbackServer server([](int s) { LoopbackServer::Reset(s); });
+    // The server resets the connection once the client has spoken (a reset before the connection is
+    // complete would be a failed connect instead).
+    LoopbackServer server([](int s) {
+        LoopbackServer::ReceiveUntil(s, "!");
+        LoopbackServer::Reset(s);
+    });
     CXFile f = Connect(server.Name());
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    f.WriteBlock("!", 1);
     ExpectXFileError([&] { f.GetChar(); }, 11001, "Error reading from a socket : " + server.Name());
     // Writing to it fails as soon as the system knows the connection is gone.
     const std::string block(65536, 'x');
