@@ -34,7 +34,8 @@ Command AddComponentCommand(CLI::App& zt) {
                 const auto loaded = native ? native->GetLoadedLibraries()
                                            : std::vector<std::pair<CUniStr, ZtBase::CComponentLibrary*>>();
                 for (const auto& [name, library] : loaded) {
-                    std::printf("%s  (%s)\n", name.ToUtf8().c_str(), library->GetComponentName().ToUtf8().c_str());
+                    std::printf("%s  (%s)\n", name.ToUtf8().c_str(),
+                                library->GetComponentName().ToUtf8().c_str());
                     for (int i = 0, n = library->GetInterfaceCount(); i < n; ++i)
                         if (ZtBase::CComponentInterface* face = library->GetInterfaceIdx(i))
                             std::printf("    %s\n", face->GetInterfaceName().ToUtf8().c_str());

@@ -28,8 +28,8 @@ Command AddSelfTestCommand(CLI::App& zt) {
                     const SUnitTestResult r = CUnitTestManager::Run(*tester);
                     failed += r.passed ? 0 : 1;
                     total += r.seconds;
-                    std::printf("%-10s %s  %7.3f s  %s\n", r.name.ToUtf8().c_str(), r.passed ? "PASS" : "FAIL",
-                                r.seconds, r.message.ToUtf8().c_str());
+                    std::printf("%-10s %s  %7.3f s  %s\n", r.name.ToUtf8().c_str(),
+                                r.passed ? "PASS" : "FAIL", r.seconds, r.message.ToUtf8().c_str());
                     std::fflush(stdout);
                 }
                 std::printf("%zu testers, %d failed, %.3f s\n", testers.size(), failed, total);
