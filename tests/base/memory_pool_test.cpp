@@ -170,3 +170,42 @@ TEST(MemoryPool, ConcurrentUseNeverHandsOutOneBlockTwice) {
 }
 
 }  // namespace
+
+// Each live thread owns a pool of its own; threads beyond the 63 owned pools share pool 63. Blocks
+// released by other threads go back to their owners, who use them again.
+TEST(MemoryPool, LiveThreadsOwnDistinctPoolsAndTheRestShareTheLast) {
+    constexpr int kThreads = 80;
+    std::vector<unsigned> pools(kThreads);
+    std::vector<void*> blocks(kThreads);
+    std::atomic<int> arrived{0}, released{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            unsigned granted = 0;
+            blocks[t] = gMemoryPoolManager.AllocateBlock(100, granted);
+            std::memset(blocks[t], t, 100);
+            pools[t] = CMemoryPoolManager::BlockPoolIndex(blocks[t]);
+            ++arrived;
+            while (arrived < kThreads) std::this_thread::yield();
+            // Release the next thread's block: mostly another owner's.
+            void* other = blocks[(t + 1) % kThreads];
+            EXPECT_EQ(static_cast<unsigned char*>(other)[99], static_cast<unsigned char>((t + 1) % kThreads));
+            gMemoryPoolManager.ReleaseBlock(other);
+            ++released;
+            while (released < kThreads) std::this_thread::yield();
+        });
+    }
+    for (auto& t : threads) t.join();
+    std::vector<int> owners(CMemoryPoolManager::kPoolCount, 0);
+    for (unsigned p : pools) ++owners[p];
+    for (unsigned p = 0; p < CMemoryPoolManager::kSharedPool; ++p) EXPECT_LE(owners[p], 1) << "pool " << p;
+    // The main thread owns one pool as well, so at least 80 - 62 threads shared the last one.
+    EXPECT_GE(owners[CMemoryPoolManager::kSharedPool], kThreads - 62);
+    // The pools of ended threads are free again: a new thread claims one and collects what was released.
+    std::thread([] {
+        unsigned granted = 0;
+        void* b = gMemoryPoolManager.AllocateBlock(100, granted);
+        EXPECT_LT(CMemoryPoolManager::BlockPoolIndex(b), CMemoryPoolManager::kSharedPool);
+        gMemoryPoolManager.ReleaseBlock(b);
+    }).join();
+}

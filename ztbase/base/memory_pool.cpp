@@ -10,26 +10,9 @@
 namespace ZtBase {
 
 namespace {
-// Which pool serves a request only spreads load; no caller can see it. Each thread takes a group of
-// kPoolsPerThread consecutive pools (the groups dealt out in turn to new threads) and visits the pools
-// of its group round-robin with a counter of its own. Threads therefore rarely share a pool's cache
-// lines, let alone contend for its lock, and no counter is written by two threads. A block still goes
-// back to the pool named in its header, whichever thread releases it.
-constexpr unsigned kPoolsPerThread = CMemoryPoolManager::kPoolsPerThread;
-std::atomic<unsigned> gNextGroup{0};
-// Constant-initialised with the initial-exec model: reaching them costs neither a guard nor a lookup call.
-__attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tGroupBase = 0;  // 0: none yet
-__attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tAllocationCounter = 0;
-
-unsigned NextPoolIndex() noexcept {
-    unsigned base = tGroupBase;
-    if (base == 0) {
-        base = 1 + gNextGroup.fetch_add(1, std::memory_order_relaxed) %
-                       (CMemoryPoolManager::kPoolCount / kPoolsPerThread) * kPoolsPerThread;
-        tGroupBase = base;
-    }
-    return base - 1 + tAllocationCounter++ % kPoolsPerThread;
-}
+// The pool the calling thread owns, plus one (0: none claimed yet). Constant-initialised with the
+// initial-exec model: reaching it costs neither a guard nor a lookup call.
+__attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tPool = 0;
 std::atomic<bool> gClosing{false};
 
 struct BlockHeader {
@@ -57,11 +40,20 @@ struct CMemoryPool::Page {
     unsigned highWater = 0;  // the most blocks ever carved: those beyond carved were used before
     bool listed = false;     // on the class's list of available pages
 
-    static constexpr unsigned kHeaderBytes = 64;  // keeps blocks 16-byte aligned
-
-    static Page* Of(void* block) {
-        return reinterpret_cast<Page*>(reinterpret_cast<std::uintptr_t>(block) &
+    // The page's first kHeaderBytes hold its header, at an offset that depends on the size class. Pages
+    // are aligned to their size, so headers all at the page start would share one set of the processor's
+    // first-level cache (its sets repeat every 4 KiB), and with blocks of many classes in use the headers
+    // would keep evicting each other: 16 places spread them over 16 sets.
+    static constexpr unsigned kHeaderBytes = 1024;  // keeps blocks 16-byte aligned
+    static constexpr std::size_t Place(unsigned sizeClass) { return std::size_t{sizeClass % 16} * 64; }
+    char* Base() {
+        return reinterpret_cast<char*>(reinterpret_cast<std::uintptr_t>(this) &
                                        ~std::uintptr_t{kPageSize - 1});
+    }
+
+    static Page* Of(void* block, unsigned sizeClass) {
+        return reinterpret_cast<Page*>(
+            (reinterpret_cast<std::uintptr_t>(block) & ~std::uintptr_t{kPageSize - 1}) + Place(sizeClass));
     }
     bool HasRoom() const { return free || carved < capacity; }
     void* Take() {
@@ -73,7 +65,7 @@ struct CMemoryPool::Page {
             if (free) __builtin_prefetch(free, 1);
             return b;
         }
-        char* b = reinterpret_cast<char*>(this) + kHeaderBytes + std::size_t{carved} * blockSize;
+        char* b = Base() + kHeaderBytes + std::size_t{carved} * blockSize;
         if (++carved > highWater) highWater = carved;
         return b;
     }
@@ -94,10 +86,10 @@ CMemoryPool::Page* CMemoryPool::TakePage(unsigned k) {
         Unlink(p);
         return p;
     }
-    static_assert(sizeof(Page) <= Page::kHeaderBytes);
+    static_assert(sizeof(Page) <= 64 && Page::Place(CMemoryPool::kClassCount - 1) + 64 <= Page::kHeaderBytes);
     void* raw = std::aligned_alloc(kPageSize, kPageSize);
     if (!raw) return nullptr;
-    Page* p = new (raw) Page;
+    Page* p = new (static_cast<char*>(raw) + Page::Place(k)) Page;
     p->blockSize = kClassStep * (k + 1);
     p->capacity = (kPageSize - Page::kHeaderBytes) / p->blockSize;
     return p;
@@ -115,8 +107,9 @@ void CMemoryPool::FreePage(Page* p) {
     const unsigned k = p->blockSize / kClassStep - 1;
     if (p->listed) Unlink(p);
     if (m_current[k] == p) m_current[k] = nullptr;
+    char* base = p->Base();
     p->~Page();
-    std::free(p);
+    std::free(base);
 }
 
 void* CMemoryPool::AllocateBlock(unsigned size, unsigned& granted) {
@@ -151,7 +144,7 @@ void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
         std::free(block);
         return;
     }
-    Page* page = Page::Of(block);
+    Page* page = Page::Of(block, (size - 1) / kClassStep);
     std::lock_guard<detail::SpinLock> guard(m_lock);
     --page->used;
     if (gClosing.load(std::memory_order_relaxed)) {
@@ -204,18 +197,146 @@ unsigned CMemoryPool::CachedBlocks(unsigned sizeClass) const {
     unsigned n = 0;
     if (const Page* p = m_current[sizeClass]) n += p->Cached();
     for (const Page* p = m_available[sizeClass]; p; p = p->next) n += p->Cached();
+    // Blocks other threads released and the owner has not collected yet (exact while nobody uses the pool).
+    for (void* b = m_remote.load(std::memory_order_acquire); b;
+         b = reinterpret_cast<std::atomic<void*>*>(static_cast<char*>(b) + 8)
+                 ->load(std::memory_order_relaxed))
+        if ((*static_cast<const std::uint32_t*>(b) - 1) / kClassStep == sizeClass) ++n;
     return n;
 }
 
+// ---- the owner's path ---------------------------------------------------------------------------
+__attribute__((always_inline)) inline void* CMemoryPool::AllocateOwned(unsigned size, unsigned& granted) {
+    const unsigned k = (size - 1) / kClassStep;
+    Page* page = m_current[k];
+    if (__builtin_expect(!page || !page->HasRoom(), 0)) {
+        CollectRemote();
+        page = m_current[k];
+        if (!page || !page->HasRoom()) {
+            page = TakePage(k);
+            if (!page) {
+                granted = 0;
+                return nullptr;
+            }
+            m_current[k] = page;
+        }
+    }
+    granted = page->blockSize;
+    return page->Take();
+}
+
+__attribute__((always_inline)) inline void CMemoryPool::ReleaseOwned(void* block, unsigned size) {
+    Page* page = Page::Of(block, (size - 1) / kClassStep);
+    --page->used;
+    if (__builtin_expect(gClosing.load(std::memory_order_relaxed), 0)) {
+        if (page->used == 0) FreePage(page);
+        return;
+    }
+    if (page->used == 0) {
+        page->Restart();
+    } else {
+        auto* b = static_cast<Page::FreeBlock*>(block);
+        b->next = page->free;
+        page->free = b;
+    }
+    const unsigned k = (size - 1) / kClassStep;
+    if (!page->listed && m_current[k] != page) {
+        page->next = m_available[k];
+        if (page->next) page->next->prev = page;
+        m_available[k] = page;
+        page->listed = true;
+    }
+}
+
+// The link of a queued block sits after the manager's 8-byte header, which stays readable.
+namespace {
+std::atomic<void*>& RemoteLink(void* block) {
+    return *reinterpret_cast<std::atomic<void*>*>(static_cast<char*>(block) + 8);
+}
+}  // namespace
+
+void CMemoryPool::PushRemote(void* block) noexcept {
+    void* head = m_remote.load(std::memory_order_relaxed);
+    do {
+        RemoteLink(block).store(head, std::memory_order_relaxed);
+    } while (
+        !m_remote.compare_exchange_weak(head, block, std::memory_order_release, std::memory_order_relaxed));
+}
+
+void CMemoryPool::CollectRemote() {
+    if (!m_remote.load(std::memory_order_relaxed)) return;
+    for (void* b = m_remote.exchange(nullptr, std::memory_order_acquire); b;) {
+        void* next = RemoteLink(b).load(std::memory_order_relaxed);
+        ReleaseOwned(b, *static_cast<const std::uint32_t*>(b));  // the header's granted size
+        b = next;
+    }
+}
+
+bool CMemoryPool::TryOwn() noexcept {
+    bool expected = false;
+    return m_owned.compare_exchange_strong(expected, true, std::memory_order_acquire,
+                                           std::memory_order_relaxed);
+}
+
+void CMemoryPool::Disown() noexcept {
+    m_owned.store(false, std::memory_order_release);
+}
+
+// ---- the manager ------------------------------------------------------------------------------------
+namespace {
+
+constexpr unsigned kShared = CMemoryPoolManager::kSharedPool;
+constexpr unsigned kGaveUp = ~0u;  // tPool once the thread's pool has been given back at its end
+
+// Gives the thread's pool back when the thread ends; what the thread releases after that goes back
+// through the owners' lists, and what it allocates comes from the shared pool.
+struct PoolClaim {
+    CMemoryPool* pool = nullptr;
+    ~PoolClaim() {
+        if (pool) pool->Disown();
+        tPool = kGaveUp;
+    }
+};
+
+// The calling thread's pool index: claims a free pool on the first call (collecting what other threads
+// released into it meanwhile), or the shared pool when every other pool is owned.
+unsigned ClaimPool(CMemoryPoolManager& manager) {
+    if (tPool == kGaveUp) return kShared;
+    static thread_local PoolClaim claim;
+    for (unsigned i = 0; i < kShared; ++i) {
+        CMemoryPool& pool = manager.GetPool(i);
+        if (pool.TryOwn()) {
+            claim.pool = &pool;
+            tPool = i + 1;
+            pool.CollectRemote();
+            return i;
+        }
+    }
+    tPool = kShared + 1;
+    return kShared;
+}
+
+}  // namespace
+
 void* CMemoryPoolManager::AllocateBlock(unsigned size, unsigned& granted) {
-    const unsigned index = NextPoolIndex();
-    unsigned poolGranted = 0;
     // A request so large that the header does not fit in 32 bits cannot be served.
-    if (size > ~0u - kHeaderSize) {
+    if (__builtin_expect(size > ~0u - kHeaderSize, 0)) {
         granted = 0;
         return nullptr;
     }
-    void* raw = m_pools[index].AllocateBlock(size + kHeaderSize, poolGranted);
+    const unsigned whole = size + kHeaderSize;
+    unsigned index = tPool - 1;
+    if (__builtin_expect(index >= kShared, 0)) index = index == kShared ? kShared : ClaimPool(*this);
+    void* raw;
+    unsigned poolGranted = 0;
+    if (whole > CMemoryPool::kLargest) {
+        raw = std::malloc(whole);
+        poolGranted = raw ? whole : 0;
+    } else if (index != kShared) {
+        raw = m_pools[index].AllocateOwned(whole, poolGranted);
+    } else {
+        raw = m_pools[kShared].AllocateBlock(whole, poolGranted);
+    }
     if (!raw) {
         granted = 0;
         return nullptr;
@@ -229,19 +350,39 @@ void* CMemoryPoolManager::AllocateBlock(unsigned size, unsigned& granted) {
 
 void CMemoryPoolManager::ReleaseBlock(void* block) {
     if (!block) return;
-    const BlockHeader* h = HeaderOf(block);
-    m_pools[h->pool % kPoolCount].ReleaseBlock(const_cast<BlockHeader*>(h), h->granted);
+    BlockHeader* h = const_cast<BlockHeader*>(HeaderOf(block));
+    const unsigned size = h->granted, pool = h->pool % kPoolCount;
+    if (size > CMemoryPool::kLargest) {
+        std::free(h);
+    } else if (pool + 1 == tPool && pool != kShared) {
+        m_pools[pool].ReleaseOwned(h, size);
+    } else if (pool == kShared) {
+        m_pools[kShared].ReleaseBlock(h, size);
+    } else {
+        m_pools[pool].PushRemote(h);
+    }
 }
 
 void CMemoryPoolManager::ReleaseMemory() {
-    for (CMemoryPool& pool : m_pools) pool.ReleaseMemory();
+    const unsigned own = tPool - 1;
+    for (unsigned i = 0; i < kPoolCount; ++i) {
+        CMemoryPool& pool = m_pools[i];
+        if (i == kShared) {
+            pool.ReleaseMemory();
+        } else if (i == own) {
+            pool.CollectRemote();
+            pool.ReleaseMemory();
+        } else if (pool.TryOwn()) {  // no thread owns it: settle it now
+            pool.CollectRemote();
+            pool.ReleaseMemory();
+            pool.Disown();
+        }
+    }
 }
 
 void CMemoryPoolManager::PrepareForProgramClose() {
-    for (CMemoryPool& pool : m_pools) {
-        gClosing.store(true, std::memory_order_relaxed);
-        pool.ReleaseMemory();
-    }
+    gClosing.store(true, std::memory_order_relaxed);
+    ReleaseMemory();
 }
 
 unsigned CMemoryPoolManager::BlockGrantedSize(const void* block) {

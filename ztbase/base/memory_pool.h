@@ -1,13 +1,17 @@
-// Small-block memory pools. The manager spreads requests round-robin over 64 pools (each thread over its
-// own group of them), each pool with its own lock and 64 size classes of 16 bytes up to 1,024 bytes;
-// larger requests go to malloc. Every block handed out carries an 8-byte header (granted size, pool
-// index) so that releasing needs only the pointer.
+// Small-block memory pools. The manager has 64 pools, each with 64 size classes of 16 bytes up to 1,024
+// bytes; larger requests go to malloc. Every block handed out carries an 8-byte header (granted size, pool
+// index) so that releasing needs only the pointer. A thread owns one pool from its first request to its
+// end and uses it without a lock; a block it releases that another thread's pool gave out goes back to
+// that pool through a lock-free list its owner collects. Pool 63 is never owned: threads beyond the 63
+// that own pools share it under its lock.
 //
 // A class's blocks are carved from 16 KiB pages aligned to their size, and each page keeps the list of
 // its own released blocks. A pool serves a class from one page until that page is used up, so blocks
 // handed out one after another lie close together even after a great many have been released and
 // reused; a page whose blocks are all back is carved again from its start.
 #pragma once
+
+#include <atomic>
 
 #include "ztbase/base/spin_lock.h"
 #include "ztbase/platform/export.h"
@@ -39,6 +43,22 @@ public:
 
     static constexpr unsigned kPageSize = 16 * 1024;
 
+    // ---- the owner's path, for the manager ----
+    // A pool that one thread owns is used by that thread without a lock: these two are the operations
+    // above without it. Blocks released by other threads come back through PushRemote, a lock-free list
+    // that the owner collects (CollectRemote) when it needs a page, so the owner's own path takes no lock
+    // and no atomic read-modify-write.
+    void* AllocateOwned(unsigned size, unsigned& granted);
+    void ReleaseOwned(void* block, unsigned size);
+    // Any thread: queues a block of this pool for its owner. The block's first 8 bytes are kept (the
+    // manager's header); the link is written after them, so the block must be at least 16 bytes.
+    void PushRemote(void* block) noexcept;
+    // The owner: releases every queued block.
+    void CollectRemote();
+    // Ownership: TryOwn succeeds for one thread at a time, until Disown.
+    bool TryOwn() noexcept;
+    void Disown() noexcept;
+
 private:
     struct Page;
     Page* TakePage(unsigned sizeClass);
@@ -48,16 +68,19 @@ private:
     alignas(64) Page* m_current[kClassCount] = {};  // the page each class is served from
     Page* m_available[kClassCount] = {};            // other pages with room, most recently freed first
     // The pool's lock only guards a free-list push or pop, so a spin lock serves better than a
-    // re-entrant critical section here; no caller can observe the difference.
+    // re-entrant critical section here; no caller can observe the difference. An owned pool's owner does
+    // not take it.
     mutable detail::SpinLock m_lock;
+    alignas(64) std::atomic<void*> m_remote{nullptr};  // blocks released by other threads
+    std::atomic<bool> m_owned{false};
 };
 
 class ZTBASE_API CMemoryPoolManager {
 public:
     static constexpr unsigned kPoolCount = 64;
     static constexpr unsigned kHeaderSize = 8;
-    // Each thread is served by its own group of this many consecutive pools, visited round-robin.
-    static constexpr unsigned kPoolsPerThread = 1;
+    // The pool no thread owns, shared under its lock by threads that find every other pool owned.
+    static constexpr unsigned kSharedPool = kPoolCount - 1;
 
     constexpr CMemoryPoolManager() noexcept = default;
     CMemoryPoolManager(const CMemoryPoolManager&) = delete;
@@ -67,6 +90,9 @@ public:
     // pool could not allocate. Never throws.
     void* AllocateBlock(unsigned size, unsigned& granted);
     void ReleaseBlock(void* block);
+    // Frees the wholly free pages of the calling thread's pool, of the shared pool and of pools no thread
+    // owns; a pool another live thread owns is left to it (its pages are settled when it ends and a later
+    // thread asks).
     void ReleaseMemory();
     // From here on every released block is freed at once; nothing is cached while the process ends.
     void PrepareForProgramClose();
