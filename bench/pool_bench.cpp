@@ -1,8 +1,12 @@
-// Memory pool allocate + release of 8 to 1,024-byte blocks against malloc/free.
+// Memory pool allocate + release of 8 to 1,024-byte blocks against glibc's malloc/free and, when it is
+// installed, mimalloc's mi_malloc/mi_free.
 #include <benchmark/benchmark.h>
 #include <ztbase/base/memory_pool.h>
 
 #include <cstdlib>
+#ifdef ZT_HAVE_MIMALLOC
+#include <mimalloc.h>
+#endif
 #include <random>
 #include <vector>
 
@@ -68,6 +72,31 @@ void BM_PoolRoundTrip_PeerMalloc(benchmark::State& state) {
 }
 }  // namespace
 
+#ifdef ZT_HAVE_MIMALLOC
+void BM_PoolAlloc_PeerMimalloc(benchmark::State& state) {
+    const auto sizes = Sizes(state.thread_index());
+    std::vector<void*> blocks(kBatch);
+    for (auto _ : state) {
+        for (int i = 0; i < kBatch; ++i) {
+            blocks[i] = mi_malloc(sizes[i]);
+            *static_cast<char*>(blocks[i]) = 1;
+        }
+        for (int i = 0; i < kBatch; ++i) mi_free(blocks[i]);
+    }
+    state.SetItemsProcessed(state.iterations() * kBatch);
+}
+void BM_PoolRoundTrip_PeerMimalloc(benchmark::State& state) {
+    const auto sizes = Sizes(state.thread_index());
+    unsigned i = 0;
+    for (auto _ : state) {
+        void* p = mi_malloc(sizes[i++ % kBatch]);
+        benchmark::DoNotOptimize(p);
+        mi_free(p);
+    }
+}
+BENCHMARK(BM_PoolAlloc_PeerMimalloc)->Threads(1)->Threads(2);
+BENCHMARK(BM_PoolRoundTrip_PeerMimalloc)->Threads(1)->Threads(2);
+#endif
 BENCHMARK(BM_PoolAlloc_Ours)->Threads(1)->Threads(2);
 BENCHMARK(BM_PoolAlloc_PeerMalloc)->Threads(1)->Threads(2);
 BENCHMARK(BM_PoolRoundTrip_Ours)->Threads(1)->Threads(2);

@@ -4,7 +4,7 @@ set -euo pipefail
 # Usage: scripts/deps.sh [bench]   (bench adds the peers the benchmarks compare against)
 packages=(cmake ninja-build g++ clang clang-format python3 pkg-config libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libclang-rt-14-dev)
-[ "${1:-}" = bench ] && packages+=(libspdlog-dev rapidjson-dev liblmdb-dev libtbb-dev)
+[ "${1:-}" = bench ] && packages+=(libspdlog-dev rapidjson-dev liblmdb-dev libtbb-dev libmimalloc-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
