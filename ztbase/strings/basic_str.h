@@ -112,14 +112,20 @@ public:
     // Appending the character 0 does nothing.
     Derived& operator+=(Ch c) {
         if (c != 0) {
+            // The plain fields first and the count last: the count's acquire load orders only what follows
+            // it. The length is stored before the characters, which may alias it (a char store can).
             Rep* r = m_rep;
-            if (r && r->Shares() < 2 && r->length + 2 <= r->capacity) {
-                Ch* p = r->Chars() + r->length++;
-                p[0] = c;
-                p[1] = 0;
-            } else {
-                AppendUnits(&c, 1);
+            if (r) {
+                const unsigned len = r->length;
+                if (len + 2 <= r->capacity && r->Shares() < 2) {
+                    r->length = len + 1;
+                    Ch* p = r->Chars() + len;
+                    p[0] = c;
+                    p[1] = 0;
+                    return Self();
+                }
             }
+            AppendChar(c);  // by value: taking c's address here would keep it in memory in callers' loops
         }
         return Self();
     }
@@ -220,6 +226,7 @@ protected:
     // grow is allocated at twice the need plus a small constant.
     void AssureNeed(unsigned need);
     void AppendUnits(const Ch* text, unsigned n);
+    void AppendChar(Ch c);
     void MapAll(unsigned char CCharDef::*field);
     Derived Mapped(unsigned char CCharDef::*field) const;
     Derived ForMode(ECompareMode mode) const;

@@ -81,6 +81,11 @@ void BasicZtStr<Ch, D>::AppendUnits(const Ch* text, unsigned n) {
 }
 
 template <class Ch, class D>
+void BasicZtStr<Ch, D>::AppendChar(Ch c) {
+    AppendUnits(&c, 1);
+}
+
+template <class Ch, class D>
 D& BasicZtStr<Ch, D>::operator+=(const D& other) {
     if (other.Length() == 0) return Self();
     D keep(other);  // the other may be this very string: hold its body while this one changes
