@@ -112,42 +112,32 @@ void CMemoryPool::FreePage(Page* p) {
     std::free(base);
 }
 
-void* CMemoryPool::AllocateBlock(unsigned size, unsigned& granted) {
-    if (size == 0) {
-        granted = 0;
-        return nullptr;
-    }
-    if (size > kLargest) {
-        void* p = std::malloc(size);
-        granted = p ? size : 0;
-        return p;
-    }
+// ---- the owner's path ---------------------------------------------------------------------------
+__attribute__((always_inline)) inline void* CMemoryPool::AllocateOwned(unsigned size, unsigned& granted) {
     const unsigned k = (size - 1) / kClassStep;
-    std::lock_guard<detail::SpinLock> guard(m_lock);
     Page* page = m_current[k];
-    if (!page || !page->HasRoom()) {
+    if (__builtin_expect(!page || !page->HasRoom(), 0)) {
         // A used-up page leaves no trace: it joins the list again when one of its blocks comes back.
-        page = TakePage(k);
-        if (!page) {
-            granted = 0;
-            return nullptr;
+        // Blocks other threads gave back may make room first.
+        CollectRemote();
+        page = m_current[k];
+        if (!page || !page->HasRoom()) {
+            page = TakePage(k);
+            if (!page) {
+                granted = 0;
+                return nullptr;
+            }
+            m_current[k] = page;
         }
-        m_current[k] = page;
     }
     granted = page->blockSize;
     return page->Take();
 }
 
-void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
-    if (!block) return;
-    if (size == 0 || size > kLargest) {
-        std::free(block);
-        return;
-    }
+__attribute__((always_inline)) inline void CMemoryPool::ReleaseOwned(void* block, unsigned size) {
     Page* page = Page::Of(block, (size - 1) / kClassStep);
-    std::lock_guard<detail::SpinLock> guard(m_lock);
     --page->used;
-    if (gClosing.load(std::memory_order_relaxed)) {
+    if (__builtin_expect(gClosing.load(std::memory_order_relaxed), 0)) {
         if (page->used == 0) FreePage(page);
         return;
     }
@@ -165,6 +155,31 @@ void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
         m_available[k] = page;
         page->listed = true;
     }
+}
+
+// ---- the locked path: the owner's operations under the pool's lock ----------------------------------
+void* CMemoryPool::AllocateBlock(unsigned size, unsigned& granted) {
+    if (size == 0) {
+        granted = 0;
+        return nullptr;
+    }
+    if (size > kLargest) {
+        void* p = std::malloc(size);
+        granted = p ? size : 0;
+        return p;
+    }
+    std::lock_guard<detail::SpinLock> guard(m_lock);
+    return AllocateOwned(size, granted);
+}
+
+void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
+    if (!block) return;
+    if (size == 0 || size > kLargest) {
+        std::free(block);
+        return;
+    }
+    std::lock_guard<detail::SpinLock> guard(m_lock);
+    ReleaseOwned(block, size);
 }
 
 void CMemoryPool::ReleaseMemory() {
@@ -203,49 +218,6 @@ unsigned CMemoryPool::CachedBlocks(unsigned sizeClass) const {
                  ->load(std::memory_order_relaxed))
         if ((*static_cast<const std::uint32_t*>(b) - 1) / kClassStep == sizeClass) ++n;
     return n;
-}
-
-// ---- the owner's path ---------------------------------------------------------------------------
-__attribute__((always_inline)) inline void* CMemoryPool::AllocateOwned(unsigned size, unsigned& granted) {
-    const unsigned k = (size - 1) / kClassStep;
-    Page* page = m_current[k];
-    if (__builtin_expect(!page || !page->HasRoom(), 0)) {
-        CollectRemote();
-        page = m_current[k];
-        if (!page || !page->HasRoom()) {
-            page = TakePage(k);
-            if (!page) {
-                granted = 0;
-                return nullptr;
-            }
-            m_current[k] = page;
-        }
-    }
-    granted = page->blockSize;
-    return page->Take();
-}
-
-__attribute__((always_inline)) inline void CMemoryPool::ReleaseOwned(void* block, unsigned size) {
-    Page* page = Page::Of(block, (size - 1) / kClassStep);
-    --page->used;
-    if (__builtin_expect(gClosing.load(std::memory_order_relaxed), 0)) {
-        if (page->used == 0) FreePage(page);
-        return;
-    }
-    if (page->used == 0) {
-        page->Restart();
-    } else {
-        auto* b = static_cast<Page::FreeBlock*>(block);
-        b->next = page->free;
-        page->free = b;
-    }
-    const unsigned k = (size - 1) / kClassStep;
-    if (!page->listed && m_current[k] != page) {
-        page->next = m_available[k];
-        if (page->next) page->next->prev = page;
-        m_available[k] = page;
-        page->listed = true;
-    }
 }
 
 // The link of a queued block sits after the manager's 8-byte header, which stays readable.

@@ -190,8 +190,8 @@ public:
     PoolTester() : CUnitTesterBase("pools") {}
     unsigned char RunTest(CUniStr& message) override {
         std::atomic<bool> ok{true};
-        auto work = [&ok](unsigned seed) {
-            std::mt19937 random(seed);
+        auto work = [&ok](unsigned stream) {
+            std::mt19937 random(stream);
             std::vector<std::pair<unsigned char*, unsigned>> blocks;
             for (int round = 0; round < 20000; ++round) {
                 if (blocks.size() < 200 && random() % 3 != 0) {
