@@ -273,6 +273,9 @@ CSymbol::CSymbol(const CUniStr& text) {
 CSymbol::CSymbol(const unsigned short* text) {
     SetRepTo(Table().Body(detail::InternSymbol(text, UniStrLen(text))));
 }
+CSymbol::CSymbol(const unsigned short* text, unsigned int length) {
+    SetRepTo(Table().Body(detail::InternSymbol(text, length)));
+}
 CSymbol::CSymbol(const char16_t* text) {
     SetRepTo(Table().Body(
         detail::InternSymbol(text, text ? unsigned(std::char_traits<char16_t>::length(text)) : 0u)));

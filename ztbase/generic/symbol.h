@@ -78,6 +78,8 @@ public:
     CSymbol() noexcept = default;
     CSymbol(const CUniStr& text);
     CSymbol(const unsigned short* text);
+    // The first length units of text (no terminator needed): a reader interns a word where it stands.
+    CSymbol(const unsigned short* text, unsigned int length);
     CSymbol(const char16_t* text);
     // 8-bit text is widened byte by byte.
     CSymbol(const char* text);

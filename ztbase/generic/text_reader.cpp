@@ -145,9 +145,17 @@ private:
 
     // A letter, then letters, digits, "_" and "~".
     CUniStr WordFrom(unsigned start) {
+        EndOfWord(start);
+        return CUniStr(m_s + start, m_pos - start);
+    }
+    void EndOfWord(unsigned start) {
         m_pos = start + 1;
         while (m_pos < m_n && IsWordUnit(m_s[m_pos])) ++m_pos;
-        return CUniStr(m_s + start, m_pos - start);
+    }
+    // A word interned where it stands in the text, without a string of its own.
+    CSymbol SymbolFrom(unsigned start) {
+        EndOfWord(start);
+        return CSymbol(m_s + start, m_pos - start);
     }
 
     // After the "<": a label, a bundle, ">", and for a node with children "/", the nodes, "\". No comment
@@ -159,7 +167,7 @@ private:
             ++m_pos;
             Fail(kStreamError, __LINE__);
         }
-        CTreeNode node = MakeTreeNode(CSymbol(WordFrom(m_pos)));
+        CTreeNode node = MakeTreeNode(SymbolFrom(m_pos));
         node.SetBundle(static_cast<CAssociationBundle>(Bundle()));
         SkipWhiteBeforeMore();
         if (Next() != '>') Fail(kStreamError, __LINE__);
@@ -175,7 +183,7 @@ private:
     }
 
     CGeneric SymbolOrAssociation() {
-        CSymbol symbol(WordFrom(m_pos));
+        CSymbol symbol = SymbolFrom(m_pos);
         if (SkipWhite() && m_s[m_pos] == '=') {
             ++m_pos;
             CGeneric value = Value();
@@ -376,7 +384,7 @@ private:
                 continue;
             }
             if (!entryMayStart || !IsLetter(c)) FailBundle(kExpectedEntry, __LINE__);
-            CSymbol name(WordFrom(m_pos - 1));
+            CSymbol name = SymbolFrom(m_pos - 1);
             SkipWhiteBeforeMore();
             if (Next() != '=') FailBundle(kExpectedEquals, __LINE__);
             SkipWhiteBeforeMore();
