@@ -214,7 +214,8 @@ int CLogManager::Output(LogTypes type, const Ch* format, va_list args) {
 // File sink: once a log file is set, each message goes to it as one record of 16-bit units, and the
 // bytes written are counted for roll-over. Errors of the file are not caught here; an exception raised
 // while a record is written logs its own line to the other sinks only, so a failing file cannot recurse.
-void CLogManager::WriteFileRecord(LogTypes type, const unsigned short* text, unsigned length) {
+template <class Ch>
+void CLogManager::WriteFileRecord(LogTypes type, const Ch* text, unsigned length) {
     if (!m_fileLogging || m_file.IsNull() || m_writingFile) return;
     struct Writing {
         unsigned char& flag;
@@ -227,9 +228,12 @@ void CLogManager::WriteFileRecord(LogTypes type, const unsigned short* text, uns
     for (unsigned i = 0; same && i < timeLength; ++i)
         same = m_timeText[i] == static_cast<unsigned char>(time24[i]);
     if (!same) m_timeText = CUniStr(time24, timeLength);
-    const CUniStr record = BuildFileRecord(type, text, length, m_timeText);
-    const unsigned bytes = 2 * record.Length();
-    m_file.WriteBlock(reinterpret_cast<const char*>(record.c_str()), bytes);
+    // Formatted once, into a body kept for the next record (unless it grew large).
+    m_record.Clear();
+    AppendFileRecord(m_record, type, text, length, m_timeText);
+    const unsigned bytes = 2 * m_record.Length();
+    m_file.WriteBlock(reinterpret_cast<const char*>(m_record.c_str()), bytes);
+    if (m_record.Size() > 64 * 1024) m_record.Blank();
     if (m_flushFile) m_file.Flush();
     m_bytesWritten += bytes;
     if (m_bytesWritten > 0x400000) {
@@ -281,10 +285,7 @@ CStr CLogManager::GetLogFileName() const {
 }
 
 void CLogManager::Deliver(LogTypes type, const char* text, unsigned length) {
-    if (m_fileLogging && !m_file.IsNull()) {
-        const CUniStr wide(text, length);
-        WriteFileRecord(type, wide, wide.Length());
-    }
+    if (m_fileLogging && !m_file.IsNull()) WriteFileRecord(type, text, length);
     if (m_debuggerLogging) platform::DebugOutput(text, length);
     if (m_consoleLogging) std::fwrite(text, 1, length, stdout);
     if (m_eventLogging) ReportEvent(type, text, length);
@@ -332,19 +333,29 @@ void CLogManager::ReportEvent(LogTypes type, const char* text, std::size_t lengt
 }
 
 // ---- file records -------------------------------------------------------------------------------
-CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, unsigned length,
-                                     const CUniStr& time24) {
+namespace {
+void AppendRun(CUniStr& out, const unsigned short* p, unsigned n) {
+    out.Append(p, n);
+}
+void AppendRun(CUniStr& out, const char* p, unsigned n) {
+    for (unsigned i = 0; i < n; ++i) out += static_cast<unsigned short>(static_cast<unsigned char>(p[i]));
+}
+}  // namespace
+
+template <class Ch>
+void CLogManager::AppendFileRecord(CUniStr& record, LogTypes type, const Ch* text, unsigned length,
+                                   const CUniStr& time24) {
     static constexpr U16Literal kBreak(u"\r\n    ");
-    CUniStr record;
-    record.Assure(time24.Length() + length + length / 8 + 16);
+    if constexpr (sizeof(Ch) == 1) length = static_cast<unsigned>(std::find(text, text + length, 0) - text);
+    record.Assure(record.Length() + time24.Length() + length + length / 8 + 16);
     record += time24;
     record.Append(FilePrefix(type), kPrefixLength);
-    const unsigned short* p = text;
-    const unsigned short* end = text + length;
+    const Ch* p = text;
+    const Ch* end = text + length;
     bool first = true;
-    for (const unsigned short* lf; (lf = std::find(p, end, 10)) != end; p = lf + 1) {
+    for (const Ch* lf; (lf = std::find(p, end, Ch(10))) != end; p = lf + 1) {
         if (!first) record += kBreak;
-        record.Append(p, static_cast<unsigned>(lf - p));
+        AppendRun(record, p, static_cast<unsigned>(lf - p));
         first = false;
     }
     // The part after the last line feed, trimmed of spaces, only when something is left.
@@ -352,10 +363,16 @@ CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, 
     while (end != p && end[-1] == ' ') --end;
     if (p != end) {
         if (!first) record += kBreak;
-        record.Append(p, static_cast<unsigned>(end - p));
+        AppendRun(record, p, static_cast<unsigned>(end - p));
     }
     static constexpr U16Literal kEnd(u"\r\n");
     record.Append(kEnd, 2);
+}
+
+CUniStr CLogManager::BuildFileRecord(LogTypes type, const unsigned short* text, unsigned length,
+                                     const CUniStr& time24) {
+    CUniStr record;
+    AppendFileRecord(record, type, text, length, time24);
     return record;
 }
 

@@ -77,7 +77,12 @@ private:
     void Deliver(LogTypes type, const char* text, unsigned length);
     void Deliver(LogTypes type, const unsigned short* text, unsigned length);
     void ReportEvent(LogTypes type, const char* text, std::size_t length);
-    void WriteFileRecord(LogTypes type, const unsigned short* text, unsigned length);
+    template <class Ch>
+    void WriteFileRecord(LogTypes type, const Ch* text, unsigned length);
+    // BuildFileRecord's text appended to record; 8-bit text is widened byte by byte.
+    template <class Ch>
+    static void AppendFileRecord(CUniStr& record, LogTypes type, const Ch* text, unsigned length,
+                                 const CUniStr& time24);
     void CheckConstructed() const;
 
     mutable CQuickLock m_lock;  // re-entrant: a message raised while writing a record comes back here
@@ -95,6 +100,7 @@ private:
     CStr m_extension;                 // that extension, without the dot
     CUniStr m_timeText;               // the time of the last record, reused while it does not change
     std::string m_utf8;               // 16-bit text converted for the terminal and the system log
+    CUniStr m_record;                 // the file record being written, its body kept from record to record
 };
 
 // Defined with the library's other global objects.
