@@ -87,6 +87,7 @@ void CXFileBuffered::SeekRelative(int offset) {
 bool CXFileBuffered::WriteBack(bool raise) {
     if (m_file == pf::kNoFile || !m_dirty || m_count < 1) return true;
     int error = 0;
+    m_fileOffset = -1;
     if (pf::SeekFile(m_file, m_windowStart, pf::SeekFrom::kBegin, error) < 0) {
         if (raise) ThrowXFile(kErrIO, "Seek failed -- there was some loss of data : ", GetName(), __LINE__);
         return false;
@@ -97,6 +98,7 @@ bool CXFileBuffered::WriteBack(bool raise) {
         return false;
     }
     m_dirty = 0;
+    m_fileOffset = static_cast<long long>(m_windowStart) + m_count;
     return true;
 }
 
@@ -105,11 +107,18 @@ void CXFileBuffered::Refill() {
     m_windowStart = m_position;
     m_count = 0;
     int error = 0;
-    if (pf::SeekFile(m_file, m_position, pf::SeekFrom::kBegin, error) < 0)
-        ThrowXFile(kErrIO, "Seek failed : ", GetName(), __LINE__);
+    // Reading on from where the last read or write left the file needs no seek: half the system calls of
+    // a sequential read.
+    if (m_fileOffset != m_position) {
+        m_fileOffset = -1;
+        if (pf::SeekFile(m_file, m_position, pf::SeekFrom::kBegin, error) < 0)
+            ThrowXFile(kErrIO, "Seek failed : ", GetName(), __LINE__);
+    }
+    m_fileOffset = -1;
     const long long n = pf::ReadFile(m_file, m_buffer, kWindowSize, error);
     if (n < 0) ThrowXFile(kErrIO, "ReadFile failed : ", GetName(), __LINE__);
     m_count = static_cast<int>(n);
+    m_fileOffset = m_position + n;
 }
 
 unsigned int CXFileBuffered::ReadBlock(char* buffer, unsigned int count) {
@@ -282,6 +291,7 @@ void CXFileBuffered::SetFileLength(unsigned int length) {
     m_count = 0;
     m_windowStart = 0;
     int error = 0;
+    m_fileOffset = -1;
     if (pf::SeekFile(m_file, length, pf::SeekFrom::kBegin, error) < 0)
         ThrowXFile(kErrIO, "Seek failed -- there was some loss of data : ", GetName(), __LINE__);
     if (!pf::TruncateFile(m_file, length, error))

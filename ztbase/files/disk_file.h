@@ -71,6 +71,7 @@ private:
     int m_count = 0;  // valid bytes in the window
     int m_capacity = kWindowSize;
     int m_windowStart = 0;
+    long long m_fileOffset = -1;  // where the system's file position is, -1 when not known
     unsigned char m_dirty = 0;
     unsigned char m_readOnly;
     char m_buffer[kWindowSize];
