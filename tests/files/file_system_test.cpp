@@ -20,10 +20,7 @@ std::string Text(const CXFile& f) {
     return f.ReadIntoString().c_str();
 }
 
-template <class F>
-void ExpectXFileError(F&& f, unsigned code, const std::string& message) {
-    test_support::ExpectError<CZtXFileException>(f, code, message);
-}
+using test_support::ExpectXFileError;
 
 class FileSystem : public testing::Test {
 protected:

@@ -15,10 +15,7 @@ using namespace ZtBase;
 
 namespace {
 
-template <class F>
-void ExpectXFileError(F&& f, unsigned code, const std::string& message) {
-    test_support::ExpectError<CZtXFileException>(f, code, message);
-}
+using test_support::ExpectXFileError;
 
 CXFile Writer(const char* name, XF_TEXT_MODE mode = XF_BINARY) {
     CXFile f;

@@ -13,10 +13,7 @@ using test_support::LoopbackServer;
 
 namespace {
 
-template <class F>
-void ExpectXFileError(F&& f, unsigned code, const std::string& message) {
-    test_support::ExpectError<CZtXFileException>(f, code, message);
-}
+using test_support::ExpectXFileError;
 
 CXFile Connect(const std::string& name, XF_TEXT_MODE mode = XF_BINARY) {
     CXFile f;

@@ -30,4 +30,10 @@ void ExpectError(F&& f, unsigned code, const std::string& message, const char* m
     }
 }
 
+// The file layer's error (CZtXFileException) with its code and message.
+template <class F>
+void ExpectXFileError(F&& f, unsigned code, const std::string& message) {
+    ExpectError<ZtBase::CZtXFileException>(f, code, message);
+}
+
 }  // namespace test_support
