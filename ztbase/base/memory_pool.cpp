@@ -112,6 +112,13 @@ void CMemoryPool::FreePage(Page* p) {
     std::free(base);
 }
 
+// The link of a queued block sits after the manager's 8-byte header, which stays readable.
+namespace {
+std::atomic<void*>& RemoteLink(void* block) {
+    return *reinterpret_cast<std::atomic<void*>*>(static_cast<char*>(block) + 8);
+}
+}  // namespace
+
 // ---- the owner's path ---------------------------------------------------------------------------
 __attribute__((always_inline)) inline void* CMemoryPool::AllocateOwned(unsigned size, unsigned& granted) {
     const unsigned k = (size - 1) / kClassStep;
@@ -214,18 +221,10 @@ unsigned CMemoryPool::CachedBlocks(unsigned sizeClass) const {
     for (const Page* p = m_available[sizeClass]; p; p = p->next) n += p->Cached();
     // Blocks other threads released and the owner has not collected yet (exact while nobody uses the pool).
     for (void* b = m_remote.load(std::memory_order_acquire); b;
-         b = reinterpret_cast<std::atomic<void*>*>(static_cast<char*>(b) + 8)
-                 ->load(std::memory_order_relaxed))
+         b = RemoteLink(b).load(std::memory_order_relaxed))
         if ((*static_cast<const std::uint32_t*>(b) - 1) / kClassStep == sizeClass) ++n;
     return n;
 }
-
-// The link of a queued block sits after the manager's 8-byte header, which stays readable.
-namespace {
-std::atomic<void*>& RemoteLink(void* block) {
-    return *reinterpret_cast<std::atomic<void*>*>(static_cast<char*>(block) + 8);
-}
-}  // namespace
 
 void CMemoryPool::PushRemote(void* block) noexcept {
     void* head = m_remote.load(std::memory_order_relaxed);
