@@ -7,7 +7,10 @@ import sys
 rows = {}
 for path in sys.argv[1:]:
     with open(path) as f:
-        data = json.load(f)
+        text = f.read()
+    if not text.strip():  # a program none of whose benchmarks matched the filter
+        continue
+    data = json.loads(text)
     for b in data["benchmarks"]:
         if b.get("aggregate_name", "median") != "median":
             continue

@@ -102,6 +102,27 @@ TEST(MemoryPool, ReleasingMemoryKeepsPagesStillInUse) {
     EXPECT_EQ(pool.CachedBlocks(6), 0u);
 }
 
+// Released blocks are kept at hand up to a limit and the rest go back to their pages: past the limit
+// every block still comes back exactly once, and releasing memory returns those at hand as well.
+TEST(MemoryPool, BlocksBeyondThoseAtHandGoBackToTheirPages) {
+    CMemoryPool pool;
+    unsigned granted = 0;
+    constexpr unsigned n = CMemoryPool::kHandLimit + 5;
+    std::vector<void*> blocks;
+    for (unsigned i = 0; i < n; ++i) blocks.push_back(pool.AllocateBlock(64, granted));  // class 3
+    for (void* b : blocks) pool.ReleaseBlock(b, 64);
+    EXPECT_EQ(pool.CachedBlocks(3), n);
+    std::vector<void*> again;
+    for (unsigned i = 0; i < n; ++i) again.push_back(pool.AllocateBlock(60, granted));
+    EXPECT_EQ(pool.CachedBlocks(3), 0u);
+    std::sort(blocks.begin(), blocks.end());
+    std::sort(again.begin(), again.end());
+    EXPECT_EQ(again, blocks) << "each released block handed out once";
+    for (void* b : again) pool.ReleaseBlock(b, 64);
+    pool.ReleaseMemory();
+    EXPECT_EQ(pool.CachedBlocks(3), 0u) << "the page, all its blocks back, is freed";
+}
+
 TEST(MemoryPool, ABlockReleasedOnAnotherThreadReturnsToItsOwnPool) {
     Granted g = Allocate(200);  // whole block 208: class 12
     const unsigned pool = CMemoryPoolManager::BlockPoolIndex(g.block);

@@ -120,10 +120,48 @@ std::atomic<void*>& RemoteLink(void* block) {
 }  // namespace
 
 // ---- the owner's path ---------------------------------------------------------------------------
+namespace {
+void*& HandLink(void* block) {
+    return *static_cast<void**>(block);
+}
+}  // namespace
+
+__attribute__((always_inline)) inline void* CMemoryPool::TakeAtHand(unsigned k) noexcept {
+    Hand& hand = m_hand[k];
+    void* b = hand.head;
+    if (b) {
+        hand.head = HandLink(b);
+        --hand.count;
+    }
+    return b;
+}
+
+__attribute__((always_inline)) inline bool CMemoryPool::PutAtHand(void* block, unsigned k) noexcept {
+    Hand& hand = m_hand[k];
+    if (hand.count >= kHandLimit || gClosing.load(std::memory_order_relaxed)) return false;
+    HandLink(block) = hand.head;
+    hand.head = block;
+    ++hand.count;
+    return true;
+}
+
 __attribute__((always_inline)) inline void* CMemoryPool::AllocateOwned(unsigned size, unsigned& granted) {
     const unsigned k = (size - 1) / kClassStep;
+    if (void* b = TakeAtHand(k)) [[likely]] {
+        granted = kClassStep * (k + 1);
+        return b;
+    }
+    return AllocateFromPage(k, granted);
+}
+
+__attribute__((always_inline)) inline void CMemoryPool::ReleaseOwned(void* block, unsigned size) {
+    const unsigned k = (size - 1) / kClassStep;
+    if (!PutAtHand(block, k)) ReleaseToPage(block, k);
+}
+
+void* CMemoryPool::AllocateFromPage(unsigned k, unsigned& granted) {
     Page* page = m_current[k];
-    if (__builtin_expect(!page || !page->HasRoom(), 0)) {
+    if (!page || !page->HasRoom()) {
         // A used-up page leaves no trace: it joins the list again when one of its blocks comes back.
         // Blocks other threads gave back may make room first.
         CollectRemote();
@@ -141,10 +179,10 @@ __attribute__((always_inline)) inline void* CMemoryPool::AllocateOwned(unsigned 
     return page->Take();
 }
 
-__attribute__((always_inline)) inline void CMemoryPool::ReleaseOwned(void* block, unsigned size) {
-    Page* page = Page::Of(block, (size - 1) / kClassStep);
+void CMemoryPool::ReleaseToPage(void* block, unsigned k) {
+    Page* page = Page::Of(block, k);
     --page->used;
-    if (__builtin_expect(gClosing.load(std::memory_order_relaxed), 0)) {
+    if (gClosing.load(std::memory_order_relaxed)) {
         if (page->used == 0) FreePage(page);
         return;
     }
@@ -155,12 +193,22 @@ __attribute__((always_inline)) inline void CMemoryPool::ReleaseOwned(void* block
         b->next = page->free;
         page->free = b;
     }
-    const unsigned k = (size - 1) / kClassStep;
     if (!page->listed && m_current[k] != page) {
         page->next = m_available[k];
         if (page->next) page->next->prev = page;
         m_available[k] = page;
         page->listed = true;
+    }
+}
+
+void CMemoryPool::ReturnHands() {
+    for (unsigned k = 0; k < kClassCount; ++k) {
+        for (void* b = m_hand[k].head; b;) {
+            void* next = HandLink(b);
+            ReleaseToPage(b, k);
+            b = next;
+        }
+        m_hand[k] = Hand{};
     }
 }
 
@@ -203,6 +251,7 @@ void CMemoryPool::ReleaseMemory() {
         }
     };
     std::lock_guard<detail::SpinLock> guard(m_lock);
+    ReturnHands();
     for (unsigned k = 0; k < kClassCount; ++k) {
         if (Page* p = m_current[k]) settle(p);
         for (Page* p = m_available[k]; p;) {
@@ -216,7 +265,7 @@ void CMemoryPool::ReleaseMemory() {
 unsigned CMemoryPool::CachedBlocks(unsigned sizeClass) const {
     if (sizeClass >= kClassCount) return 0;
     std::lock_guard<detail::SpinLock> guard(m_lock);
-    unsigned n = 0;
+    unsigned n = m_hand[sizeClass].count;
     if (const Page* p = m_current[sizeClass]) n += p->Cached();
     for (const Page* p = m_available[sizeClass]; p; p = p->next) n += p->Cached();
     // Blocks other threads released and the owner has not collected yet (exact while nobody uses the pool).
@@ -238,7 +287,7 @@ void CMemoryPool::CollectRemote() {
     if (!m_remote.load(std::memory_order_relaxed)) return;
     for (void* b = m_remote.exchange(nullptr, std::memory_order_acquire); b;) {
         void* next = RemoteLink(b).load(std::memory_order_relaxed);
-        ReleaseOwned(b, *static_cast<const std::uint32_t*>(b));  // the header's granted size
+        ReleaseToPage(b, (*static_cast<const std::uint32_t*>(b) - 1) / kClassStep);  // the header's size
         b = next;
     }
 }
@@ -289,15 +338,38 @@ unsigned ClaimPool(CMemoryPoolManager& manager) {
 
 }  // namespace
 
+namespace {
+void* Stamp(void* raw, unsigned whole, unsigned pool) {
+    BlockHeader* h = static_cast<BlockHeader*>(raw);
+    h->granted = whole;
+    h->pool = pool;
+    return h + 1;
+}
+}  // namespace
+
+// The common case inline: the thread's own pool has a block of the class at hand.
 void* CMemoryPoolManager::AllocateBlock(unsigned size, unsigned& granted) {
+    const unsigned index = tPool - 1;
+    if (__builtin_expect(index < kShared && size <= CMemoryPool::kLargest - kHeaderSize, 1)) {
+        const unsigned k = (size + kHeaderSize - 1) / CMemoryPool::kClassStep;
+        if (void* raw = m_pools[index].TakeAtHand(k)) [[likely]] {
+            const unsigned whole = CMemoryPool::kClassStep * (k + 1);
+            granted = whole - kHeaderSize;
+            return Stamp(raw, whole, index);
+        }
+    }
+    return AllocateElsewhere(size, granted);
+}
+
+__attribute__((noinline)) void* CMemoryPoolManager::AllocateElsewhere(unsigned size, unsigned& granted) {
     // A request so large that the header does not fit in 32 bits cannot be served.
-    if (__builtin_expect(size > ~0u - kHeaderSize, 0)) {
+    if (size > ~0u - kHeaderSize) {
         granted = 0;
         return nullptr;
     }
     const unsigned whole = size + kHeaderSize;
     unsigned index = tPool - 1;
-    if (__builtin_expect(index >= kShared, 0)) index = index == kShared ? kShared : ClaimPool(*this);
+    if (index >= kShared) index = index == kShared ? kShared : ClaimPool(*this);
     void* raw;
     unsigned poolGranted = 0;
     if (whole > CMemoryPool::kLargest) {
@@ -312,17 +384,21 @@ void* CMemoryPoolManager::AllocateBlock(unsigned size, unsigned& granted) {
         granted = 0;
         return nullptr;
     }
-    BlockHeader* h = static_cast<BlockHeader*>(raw);
-    h->granted = poolGranted;
-    h->pool = index;
     granted = poolGranted - kHeaderSize;
-    return h + 1;
+    return Stamp(raw, poolGranted, index);
 }
 
 void CMemoryPoolManager::ReleaseBlock(void* block) {
     if (!block) return;
     BlockHeader* h = const_cast<BlockHeader*>(HeaderOf(block));
     const unsigned size = h->granted, pool = h->pool % kPoolCount;
+    if (__builtin_expect(pool + 1 == tPool && pool != kShared && size - 1 < CMemoryPool::kLargest, 1) &&
+        m_pools[pool].PutAtHand(h, (size - 1) / CMemoryPool::kClassStep)) [[likely]]
+        return;
+    ReleaseElsewhere(h, size, pool);
+}
+
+__attribute__((noinline)) void CMemoryPoolManager::ReleaseElsewhere(void* h, unsigned size, unsigned pool) {
     if (size > CMemoryPool::kLargest) {
         std::free(h);
     } else if (pool + 1 == tPool && pool != kShared) {

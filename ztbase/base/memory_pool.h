@@ -50,6 +50,10 @@ public:
     // and no atomic read-modify-write.
     void* AllocateOwned(unsigned size, unsigned& granted);
     void ReleaseOwned(void* block, unsigned size);
+    // The owner's quickest path: a released block of the class kept at hand, or null; and a block put at
+    // hand, false when the class has enough at hand (or the process is closing): then ReleaseOwned.
+    void* TakeAtHand(unsigned sizeClass) noexcept;
+    bool PutAtHand(void* block, unsigned sizeClass) noexcept;
     // Any thread: queues a block of this pool for its owner. The block's first 8 bytes are kept (the
     // manager's header); the link is written after them, so the block must be at least 16 bytes.
     void PushRemote(void* block) noexcept;
@@ -59,14 +63,28 @@ public:
     bool TryOwn() noexcept;
     void Disown() noexcept;
 
+    // Released blocks a class keeps at hand before they go back to their pages.
+    static constexpr unsigned kHandLimit = 16;
+
 private:
     struct Page;
+    // A class's blocks at hand: released blocks handed out again first, without touching their pages
+    // (each page keeps its own counts and list, spread over as many pages as there are classes in use).
+    // A block at hand is still counted as out by its page.
+    struct Hand {
+        void* head = nullptr;
+        unsigned count = 0;
+    };
+    void* AllocateFromPage(unsigned sizeClass, unsigned& granted);
+    void ReleaseToPage(void* block, unsigned sizeClass);
+    void ReturnHands();  // every block at hand goes back to its page
     Page* TakePage(unsigned sizeClass);
     void Unlink(Page* page);
     void FreePage(Page* page);
 
-    alignas(64) Page* m_current[kClassCount] = {};  // the page each class is served from
-    Page* m_available[kClassCount] = {};            // other pages with room, most recently freed first
+    alignas(64) Hand m_hand[kClassCount];
+    Page* m_current[kClassCount] = {};    // the page each class is served from
+    Page* m_available[kClassCount] = {};  // other pages with room, most recently freed first
     // The pool's lock only guards a free-list push or pop, so a spin lock serves better than a
     // re-entrant critical section here; no caller can observe the difference. An owned pool's owner does
     // not take it.
@@ -104,6 +122,9 @@ public:
     static unsigned char IsClosing();
 
 private:
+    void* AllocateElsewhere(unsigned size, unsigned& granted);  // all but a block at hand
+    void ReleaseElsewhere(void* header, unsigned size, unsigned pool);
+
     CMemoryPool m_pools[kPoolCount];
 };
 
