@@ -16,6 +16,15 @@ inline unsigned char AtomicStepIsZero(T& counter, T delta, T zeroBefore) noexcep
 }
 }  // namespace detail
 
+// For the holder of one reference letting it go: 1 when it was the last. A count of 1 means the caller
+// holds the only reference, so no other thread can reach the counter to change it: the acquire load that
+// sees 1 then stands for the decrement, and the body goes without an atomic read-modify-write.
+template <class T>
+inline unsigned char ReleaseWasLast(T& counter) noexcept {
+    if (std::atomic_ref<T>(counter).load(std::memory_order_acquire) == 1) return 1;
+    return detail::AtomicStepIsZero(counter, T(-1), T(1));
+}
+
 inline unsigned char LockedIncrement(int& c) noexcept {
     return detail::AtomicStepIsZero(c, 1, -1);
 }

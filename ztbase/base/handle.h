@@ -25,6 +25,8 @@ public:
 
     void IncRefCount() noexcept { LockedIncrement(m_refCount); }
     unsigned char DecAndCompareToZeroRefCount() noexcept { return LockedDecrement(m_refCount); }
+    // A handle letting its reference go: 1 when it was the last (the count is then left as it was).
+    unsigned char ReleaseWasLast() noexcept { return ZtBase::ReleaseWasLast(m_refCount); }
     unsigned char HasOtherHandles() const noexcept { return GetRefCount() != 1 ? 1 : 0; }
     unsigned int GetRefCount() const noexcept {
         return std::atomic_ref<unsigned int>(const_cast<unsigned int&>(m_refCount))
@@ -50,7 +52,7 @@ template <class Body>
 struct ZtRepTraits {
     static void AddRef(Body* b) noexcept { b->IncRefCount(); }
     static void Release(Body* b) noexcept {
-        if (b->DecAndCompareToZeroRefCount()) delete b;
+        if (b->ReleaseWasLast()) delete b;
     }
 };
 

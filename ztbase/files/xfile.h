@@ -103,6 +103,7 @@ protected:
 
 public:
     unsigned char DecAndCompareToZeroRefCount() noexcept { return LockedDecrement(m_refCount); }
+    unsigned char ReleaseWasLast() noexcept { return ZtBase::ReleaseWasLast(m_refCount); }
     int GetRefCount() const noexcept {
         return std::atomic_ref<int>(const_cast<int&>(m_refCount)).load(std::memory_order_acquire);
     }

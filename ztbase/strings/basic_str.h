@@ -44,7 +44,7 @@ template <class Ch>
 struct StrRepTraits {
     static void AddRef(StrRep<Ch>* r) noexcept { LockedIncrement(r->refCount); }
     static void Release(StrRep<Ch>* r) noexcept {
-        if (LockedDecrement(r->refCount)) FreeStrBlock(r);
+        if (ReleaseWasLast(r->refCount)) FreeStrBlock(r);
     }
 };
 
