@@ -319,3 +319,30 @@ TEST(AssociationBundle, LoadingARepeatedKeyKeepsTheLastValueAndKeepsPairsTheStre
 }
 
 }  // namespace
+
+// A null key has no place in the key order: setting it, directly or by loading a stored key record that is
+// no symbol, changes nothing, and every other pair stays.
+TEST(AssociationBundle, ANullKeyIsDroppedAndReplacesNoPair) {
+    CAssociationBundle b;
+    b.Set(CSymbol("nkCat"), CGeneric(CGenericNumber(1)));
+    b.Set(CSymbol("nkLex"), CGeneric(CGenericNumber(2)));
+    b.Set(CSymbol(), CGeneric(CGenericNumber(3)));
+    EXPECT_EQ(b.GetLength(), 2u);
+    EXPECT_EQ(Narrow(CGeneric(b).GetString()), "{nkCat=1,nkLex=2}");
+    // Stored with a key record of an unknown kind code in the middle: that pair alone is lost.
+    CXFile file = gFileSystem.CreateRamFile(XF_BINARY);
+    CGeneric(b) >> file;
+    const char unknownPair[] = {'\x7f', 0, 0, 0,
+                                0,      0, 0, 0};  // an unknown kind (read as null) and a null value
+    CXFile stored = gFileSystem.CreateRamFile(XF_BINARY);
+    std::string bytes(static_cast<std::size_t>(file.GetFileLength()), '\0');
+    file.Seek(0);
+    file.ReadBlock(bytes.data(), static_cast<unsigned>(bytes.size()));
+    bytes[4] = 3;  // three pairs
+    stored.WriteBlock(bytes.data(), static_cast<unsigned>(bytes.size()));
+    stored.WriteBlock(unknownPair, sizeof unknownPair);
+    stored.Seek(0);
+    CGeneric loaded;
+    loaded << stored;
+    EXPECT_EQ(Narrow(loaded.GetString()), "{nkCat=1,nkLex=2}");
+}

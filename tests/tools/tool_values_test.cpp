@@ -204,6 +204,11 @@ TEST(ToolJson, TheMappingOfEveryKind) {
     EXPECT_EQ(
         failure("[1,\n 2,]"),
         "1 in.json:2:4: syntax error while parsing value - unexpected ']'; expected '[', '{', or a literal");
+    // The largest integers round up to 2^64 as doubles: not exact, and found so without overflowing.
+    EXPECT_EQ(failure("18446744073709551615"),
+              "1 in.json: the number 18446744073709551615 is not exact as a double (--lossy takes it)");
+    // Beyond a double's range: refused like bad JSON, never an escaping parser exception.
+    EXPECT_EQ(failure("1\n 2e308"), "1 in.json:2:2: number overflow parsing '2e308'");
 }
 
 TEST(ToolLossy, WhatEachFormCannotHold) {

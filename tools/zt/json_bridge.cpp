@@ -91,11 +91,13 @@ public:
             case Json::value_t::number_integer:
             case Json::value_t::number_unsigned: {
                 const double d = j.get<double>();
+                // The range first: converting a double beyond the integer type's range is undefined (the
+                // largest integers round up to 2^64 or 2^63).
                 const bool exact =
                     j.is_number_unsigned()
-                        ? static_cast<std::uint64_t>(d) == j.get<std::uint64_t>() &&
-                              d < 18446744073709551616.0
-                        : static_cast<std::int64_t>(d) == j.get<std::int64_t>() && d < 9223372036854775808.0;
+                        ? d < 18446744073709551616.0 &&
+                              static_cast<std::uint64_t>(d) == j.get<std::uint64_t>()
+                        : d < 9223372036854775808.0 && static_cast<std::int64_t>(d) == j.get<std::int64_t>();
                 if (!exact && !m_lossy)
                     Fail("the number " + j.dump() + " is not exact as a double (--lossy takes it)");
                 return CGeneric(d);
@@ -206,11 +208,9 @@ void ForEachJsonValue(const Input& input, const std::function<void(const CGeneri
         if (stream.peek() == std::char_traits<char>::eof()) return;
         const auto start = static_cast<std::size_t>(stream.tellg());
         Json j;
-        try {
-            stream >> j;
-        } catch (const Json::parse_error& e) {
-            // The place as line and column of the whole input.
-            const std::size_t at = std::min(input.bytes.size(), start + (e.byte > 0 ? e.byte - 1 : 0));
+        // A failure as "NAME:LINE:COLUMN: message", the place counted over the whole input.
+        const auto fail = [&](std::size_t at, std::string message) {
+            at = std::min(input.bytes.size(), at);
             std::size_t line = 1, column = 1;
             for (std::size_t i = 0; i < at; ++i) {
                 if (input.bytes[i] == '\n') {
@@ -220,11 +220,22 @@ void ForEachJsonValue(const Input& input, const std::function<void(const CGeneri
                     ++column;
                 }
             }
+            return Failure{kBadInput, input.name + ":" + std::to_string(line) + ":" + std::to_string(column) +
+                                          ": " + message};
+        };
+        try {
+            stream >> j;
+        } catch (const Json::parse_error& e) {
             std::string message = e.what();
             const std::size_t colon = message.find(": ", message.find("column"));
             if (colon != std::string::npos) message = message.substr(colon + 2);
-            throw Failure{kBadInput, input.name + ":" + std::to_string(line) + ":" + std::to_string(column) +
-                                         ": " + message};
+            throw fail(start + (e.byte > 0 ? e.byte - 1 : 0), message);
+        } catch (const Json::out_of_range& e) {
+            // A number beyond the range of a double ("2e308"): the parser names it, not its place.
+            std::string message = e.what();
+            const std::size_t bracket = message.find("] ");
+            if (bracket != std::string::npos) message = message.substr(bracket + 2);
+            throw fail(start, message);
         }
         each(mapper.Value(j, 0));
     }

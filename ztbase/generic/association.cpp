@@ -183,6 +183,10 @@ void CAssociationBundleRep::Set(const CAssociation& association) {
 }
 
 void CAssociationBundleRep::Set(const CSymbol& key, const CGeneric& value) {
+    // A null key has no place in the key order (it compares as greater both ways), so it would stand for
+    // whichever pair the search met first and replace it. A bundle holds symbols only: a null key, from
+    // a caller or from a stored key record that is no symbol, is dropped with its value.
+    if (key.IsNull()) return;
     // Replacing the pair in its node has the same outcome as removing it and inserting the new pair,
     // without a second descent and the rebalancing.
     m_tree.insert_or_assign(CAssociationMap::value_type(key, value));

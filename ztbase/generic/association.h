@@ -142,7 +142,7 @@ public:
     // Bit 0 of options set: the pairs in alphabetical order of the keys' texts; clear: in key order.
     CUniStr GetPrettyPrint(unsigned int options) const override;
 
-    // The new value replaces any value the key had.
+    // The new value replaces any value the key had. A null key is ignored (the pair is not added).
     void Set(const CAssociation& association);
     void Set(const CSymbol& key, const CGeneric& value);
     // The key present with no value.
