@@ -33,8 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const CXFileName again{complete};
     if (!again.IsValid()) fuzz::Fail("a complete name is not valid", CUniStr(complete.c_str()));
     if (Parts(again) != Parts(name))
-        fuzz::Fail(("the complete name parses into other parts: " + Parts(name) + " / " + Parts(again)).c_str(),
-                   CUniStr(complete.c_str()));
+        fuzz::Fail(
+            ("the complete name parses into other parts: " + Parts(name) + " / " + Parts(again)).c_str(),
+            CUniStr(complete.c_str()));
     if (again.GetCompleteFileName() != complete)
         fuzz::Fail("the complete name of a complete name differs", CUniStr(complete.c_str()));
     CXFileName combined = name;

@@ -10,7 +10,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const zt::Input input{"fuzz", std::string(reinterpret_cast<const char*>(data), size)};
     for (bool lossy : {false, true}) {
         try {
-            zt::ForEachJsonValue(input, [](const ZtBase::CGeneric& value) { (void)value.GetString(); }, lossy);
+            zt::ForEachJsonValue(
+                input, [](const ZtBase::CGeneric& value) { (void)value.GetString(); }, lossy);
         } catch (const zt::Failure&) {
             // refused with a message: the documented outcome
         } catch (const ZtBase::CZtException&) {

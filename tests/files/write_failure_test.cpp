@@ -114,3 +114,42 @@ TEST(WriteFailure, AFailedSyncGivesEachKindsMessage) {
 }
 
 }  // namespace
+
+// Every system call of an append, a cut and a flush made to fail in turn (the nth for n = 1, 2, ... until
+// the operation needs fewer): each failure is raised as the file error, and the bytes that were in the file
+// before are intact. A failure that reached the caller as nothing at all would be a lost write.
+TEST(WriteFailure, EachFailingSystemCallIsRaisedAndKeepsTheEarlierBytes) {
+    ScratchDir dir("nth-call");
+    std::mt19937 rng(5);
+    const std::string before = RandomBytes(rng, 5000);
+    const std::string payload = RandomBytes(rng, 2 * CXFileBuffered::kWindowSize + 777);
+    const std::string path = dir / "f.bin";
+    for (unsigned char buffered : {0, 1}) {
+        SCOPED_TRACE("buffered " + std::to_string(buffered));
+        const long long calls = test_support::ForEachFailingCall(
+            test_support::kFaultAll,
+            [&] {
+                ScratchDir::WriteBytes(path, before);
+                CXFile f = AppendDiskFile(path.c_str(), buffered, XF_BINARY, XF_SHARE_NONE);
+                f.WriteBlock(payload.data(), 3000);
+                f.WriteBlock(payload.data() + 3000, static_cast<unsigned>(payload.size()) - 3000);
+                f.Flush();
+                f.SetFileLength(static_cast<unsigned>(before.size() + payload.size() - 10));
+                f.Flush();
+            },
+            [&](const test_support::FaultOutcome& o) {
+                SCOPED_TRACE("call " + std::to_string(o.n));
+                EXPECT_EQ(o.tripped, o.threw) << "a failed call is raised, and only then";
+                if (o.threw) {
+                    EXPECT_EQ(o.code, static_cast<int>(kIO));
+                }
+                const std::string now = ScratchDir::ReadBytes(path);
+                ASSERT_GE(now.size(), before.size());
+                EXPECT_EQ(now.substr(0, before.size()), before);
+                if (!o.tripped) {
+                    EXPECT_EQ(now, before + payload.substr(0, payload.size() - 10));
+                }
+            });
+        EXPECT_GE(calls, 5) << "open, writes, syncs and the cut were each made to fail";
+    }
+}
