@@ -140,4 +140,44 @@ TEST_F(LogFile, AFullDiskRaisesTheWriteErrorAndLosesNoRecord) {
     }
 }
 
+// Each system call of writing up to a roll-over made to fail in turn (every one of the first 40, then a
+// stride through the rest, for a roll-over takes some 700 calls): the failure reaches the writer as the
+// file's error, and the bytes already in the first file are intact.
+TEST_F(LogFile, EachFailingCallUpToARollOverIsRaisedAndKeepsTheEarlierBytes) {
+    gLog.SetFileLoggingFlush(0);
+    const std::string line(7000, 'y');  // records of some 14 KB: a roll-over after about 300
+    long long n = 1, cleanCalls = -1;
+    int raised = 0;
+    for (; cleanCalls < 0; n += n < 40 ? 1 : 37) {
+        SCOPED_TRACE("call " + std::to_string(n));
+        const std::string path = dir / ("nth" + std::to_string(n) + ".log");
+        CXFile file = gFileSystem.Create(eOpenProgramDir, CStr(path.c_str()), 1, XF_BINARY);
+        gLog.SetLogFile(file);
+        const std::string earlier = ScratchDir::ReadBytes(path);
+        bool rolled = false;
+        long long calls = 0;
+        {
+            test_support::FailNthCall fault(test_support::kFaultAll, n);
+            try {
+                for (int records = 0; !rolled; ++records) {
+                    ASSERT_LT(records, 400) << "no roll-over";
+                    gLog.printf(eLogError, "%s\n", line.c_str());
+                    rolled = gLog.GetLogFileName() != CStr(path.c_str());
+                }
+            } catch (const CZtXFileException& e) {
+                ++raised;
+                EXPECT_EQ(e.GetExceptionErrorCode(), 11001u) << test_support::MessageOf(e);
+            }
+            calls = test_support::FailNthCall::Calls();
+        }
+        EXPECT_EQ(ScratchDir::ReadBytes(path).substr(0, earlier.size()), earlier);
+        if (calls < n) {
+            EXPECT_TRUE(rolled);
+            cleanCalls = calls;
+        }
+    }
+    EXPECT_GT(cleanCalls, 100);
+    EXPECT_GT(raised, 20);
+}
+
 }  // namespace
