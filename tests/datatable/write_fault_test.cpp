@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include "allocation_faults.h"
 #include "scratch_dir.h"
 #include "system_call_faults.h"
 
@@ -68,6 +69,46 @@ TEST(DataTableWriteFaults, EachFailingCallKeepsTheTableAndItsEarlierRecords) {
         });
     EXPECT_GE(calls, 10);
     EXPECT_GT(raised, 0);
+}
+
+// Writing records with each pool allocation failing in turn: CMemoryError reaches the writer and the table
+// keeps passing its check with every earlier record.
+TEST(DataTableWriteFaults, RunningOutOfMemoryKeepsTheTableAndItsEarlierRecords) {
+    ScratchDir dir("dt-oom");
+    const std::string path = dir / "t.tbl";
+    {
+        Table t(CUniStr(path.c_str()), 0, 0, '/');
+        for (int i = 0; i < 20; ++i) {
+            const std::string v = Value(i, 20);
+            t.SetRecordBytes(Key("base", i), v.data(), static_cast<unsigned>(v.size()));
+        }
+    }
+    int raised = 0;
+    const long long allocations = test_support::ForEachFailingAllocation(
+        [&] {
+            Table t(CUniStr(path.c_str()), 0, 0, '/');
+            for (int i = 0; i < 30; ++i) {
+                const std::string v = Value(i, 100);
+                t.SetRecordBytes(Key("new/", i), v.data(), static_cast<unsigned>(v.size()));
+            }
+            t.Delete(CUniStr("new"));
+            t.ForceReorganization(0, 0);
+        },
+        [&](long long n, bool reached, bool memoryError) {
+            SCOPED_TRACE("allocation " + std::to_string(n));
+            EXPECT_EQ(memoryError, reached);
+            raised += memoryError;
+            Table t(CUniStr(path.c_str()), 1, 0, '/');
+            EXPECT_EQ(t.CheckFile(), 1);
+            for (int i = 0; i < 20; ++i) {
+                unsigned size = 0;
+                const char* bytes = t.GetRecordBytes(Key("base", i).c_str(), &size);
+                ASSERT_NE(bytes, nullptr) << i;
+                EXPECT_EQ(std::string(bytes, size), Value(i, 20));
+            }
+        });
+    EXPECT_GT(allocations, 30);
+    EXPECT_EQ(raised, allocations - 1);
 }
 
 }  // namespace

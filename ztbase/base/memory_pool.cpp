@@ -13,7 +13,20 @@ namespace {
 // The pool the calling thread owns, plus one (0: none claimed yet). Constant-initialised with the
 // initial-exec model: reaching it costs neither a guard nor a lookup call.
 __attribute__((tls_model("initial-exec"))) constinit thread_local unsigned tPool = 0;
-std::atomic<bool> gClosing{false};
+// Bit 0: the process is closing. Bit 1: an allocation fault is armed. Either keeps released blocks
+// off the hands (one load on the release path, as before there was a fault to arm).
+constexpr unsigned kClosingBit = 1, kFaultBit = 2;
+std::atomic<unsigned> gState{0};
+// The allocations left before the one that fails while a fault is armed.
+std::atomic<long long> gFaultCountdown{0};
+bool Closing() {
+    return gState.load(std::memory_order_relaxed) & kClosingBit;
+}
+// Whether this allocation is the one an armed fault makes fail (each call counts one allocation).
+bool FaultFires() {
+    return (gState.load(std::memory_order_relaxed) & kFaultBit) &&
+           gFaultCountdown.fetch_sub(1, std::memory_order_relaxed) == 1;
+}
 
 struct BlockHeader {
     std::uint32_t granted;
@@ -138,7 +151,7 @@ __attribute__((always_inline)) inline void* CMemoryPool::TakeAtHand(unsigned k) 
 
 __attribute__((always_inline)) inline bool CMemoryPool::PutAtHand(void* block, unsigned k) noexcept {
     Hand& hand = m_hand[k];
-    if (hand.count >= kHandLimit || gClosing.load(std::memory_order_relaxed)) return false;
+    if (hand.count >= kHandLimit || gState.load(std::memory_order_relaxed)) return false;
     HandLink(block) = hand.head;
     hand.head = block;
     ++hand.count;
@@ -182,7 +195,7 @@ void* CMemoryPool::AllocateFromPage(unsigned k, unsigned& granted) {
 void CMemoryPool::ReleaseToPage(void* block, unsigned k) {
     Page* page = Page::Of(block, k);
     --page->used;
-    if (gClosing.load(std::memory_order_relaxed)) {
+    if (Closing()) {
         if (page->used == 0) FreePage(page);
         return;
     }
@@ -238,7 +251,7 @@ void CMemoryPool::ReleaseBlock(void* block, unsigned size) {
 }
 
 void CMemoryPool::ReleaseMemory() {
-    const bool closing = gClosing.load(std::memory_order_relaxed);
+    const bool closing = Closing();
     // A page with no block out is freed; while closing, a page still in use gives up what it has left
     // and is freed when its last block comes back.
     auto settle = [&](Page* p) {
@@ -362,6 +375,10 @@ void* CMemoryPoolManager::AllocateBlock(unsigned size, unsigned& granted) {
 }
 
 __attribute__((noinline)) void* CMemoryPoolManager::AllocateElsewhere(unsigned size, unsigned& granted) {
+    if (FaultFires()) {
+        granted = 0;
+        return nullptr;
+    }
     // A request so large that the header does not fit in 32 bits cannot be served.
     if (size > ~0u - kHeaderSize) {
         granted = 0;
@@ -428,8 +445,25 @@ void CMemoryPoolManager::ReleaseMemory() {
 }
 
 void CMemoryPoolManager::PrepareForProgramClose() {
-    gClosing.store(true, std::memory_order_relaxed);
+    gState.fetch_or(kClosingBit, std::memory_order_relaxed);
     ReleaseMemory();
+}
+
+void CMemoryPoolManager::SetAllocationFault(long long n) {
+    if (n <= 0) {
+        gState.fetch_and(~kFaultBit, std::memory_order_relaxed);
+        return;
+    }
+    gFaultCountdown.store(n, std::memory_order_relaxed);
+    gState.fetch_or(kFaultBit, std::memory_order_relaxed);
+    // Every allocation of the calling thread must reach the counted path: the blocks at hand go back to
+    // their pages, and none is put at hand while the fault is armed.
+    const unsigned own = tPool - 1;
+    if (own < kShared) m_pools[own].ReleaseMemory();
+}
+
+long long CMemoryPoolManager::AllocationFaultCountdown() {
+    return gFaultCountdown.load(std::memory_order_relaxed);
 }
 
 unsigned CMemoryPoolManager::BlockGrantedSize(const void* block) {
@@ -439,7 +473,7 @@ unsigned CMemoryPoolManager::BlockPoolIndex(const void* block) {
     return block ? HeaderOf(block)->pool : 0;
 }
 unsigned char CMemoryPoolManager::IsClosing() {
-    return gClosing.load(std::memory_order_relaxed) ? 1 : 0;
+    return Closing() ? 1 : 0;
 }
 
 }  // namespace ZtBase

@@ -115,6 +115,14 @@ public:
     // From here on every released block is freed at once; nothing is cached while the process ends.
     void PrepareForProgramClose();
 
+    // For the library's tests of running out of memory: from now on, the nth allocation of a pool block
+    // (counting from 1, large blocks included) fails as an exhausted heap would; n <= 0 disarms. While armed,
+    // the calling thread's allocations all take the counted path (nothing is kept at hand), so the fault
+    // reaches every allocation site in turn. The countdown left tells whether the nth was reached: it is
+    // at most 0 once it was.
+    void SetAllocationFault(long long n);
+    static long long AllocationFaultCountdown();
+
     CMemoryPool& GetPool(unsigned index) { return m_pools[index % kPoolCount]; }
     // The header in front of a block handed out by AllocateBlock.
     static unsigned BlockGrantedSize(const void* block);  // whole block, header included

@@ -286,6 +286,9 @@ void CMappedTableBase::Flush() {
 
 void CMappedTableBase::RequireWritable() const {
     if (m_readOnly) Throw(kErrDataTableReadOnly, CUniStr("Unable to write to a read-only table"), __LINE__);
+    if (m_detached)
+        Throw(kErrDataTable, CUniStr("The data table was reorganised but not opened again : ") + m_fileName,
+              __LINE__);
 }
 
 // After a kill the links are whole but record counts, the header's file length and the dead-byte count may
@@ -861,8 +864,11 @@ void CMappedTableBase::Rebuild(unsigned size, bool keepCounters) {
     if (!CheckFile()) failed(__LINE__);
     std::vector<char> image(kHeaderSize, 0);
     unsigned root = 0;
+    // Running out of memory is told as such; the old file stays in place either way.
     try {
         root = BuildIndex(image, Word(kRootAt), FindAPrime(size), keepCounters, true);
+    } catch (const std::bad_alloc&) {
+        throw CMemoryError();
     } catch (const std::exception&) {
         failed(__LINE__);
     }
@@ -881,9 +887,10 @@ void CMappedTableBase::Rebuild(unsigned size, bool keepCounters) {
         std::memcpy(base, image.data(), used);
         std::memset(base + used, 0, length - used);
         file.Flush();
-    } catch (const CZtException&) {
+    } catch (const CZtException& e) {
         int error = 0;
         platform::DeletePath(temporary.c_str(), error);
+        if (dynamic_cast<const CMemoryError*>(&e)) throw CMemoryError();
         failed(__LINE__);
     }
     int error = 0;
@@ -891,10 +898,16 @@ void CMappedTableBase::Rebuild(unsigned size, bool keepCounters) {
         platform::DeletePath(temporary.c_str(), error);
         failed(__LINE__);
     }
-    m_file = CXFile();
-    m_base = nullptr;
-    m_length = 0;
-    m_file = gFileSystem.OpenMappedFile(eOpenProgramDir, m_path, 0, 0, XF_BINARY);
+    // The old mapping goes only once the new file is open: a failure here (memory, a full table of
+    // mappings) leaves the table reading the records it had, detached from the file now in place.
+    CXFile reopened;
+    try {
+        reopened = gFileSystem.OpenMappedFile(eOpenProgramDir, m_path, 0, 0, XF_BINARY);
+    } catch (const CZtException&) {
+        m_detached = true;
+        throw;
+    }
+    m_file = std::move(reopened);
     Remap();
 }
 

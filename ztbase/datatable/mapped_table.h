@@ -268,6 +268,9 @@ private:
     unsigned short m_separator;
     unsigned char m_readOnly;
     unsigned char m_interrupted = 0;
+    // A reorganisation replaced the file but could not open the new one: the table still maps the file it
+    // had (the same records) and refuses writes, which would go to a file no longer in place.
+    bool m_detached = false;
     CXFile m_file;
     char* m_base = nullptr;
     unsigned m_length = 0;  // bytes mapped

@@ -53,11 +53,14 @@ bool CXFileSystem::Search(EOpenCode code, const CStr& name, Action&& action) {
 }
 
 namespace {
-// An open that raises counts as a miss; the search goes on.
+// An open that raises counts as a miss and the search goes on, except when memory ran out: that is no
+// answer about the file, and the next space would only hide it.
 template <class Open>
 bool TryOpen(CXFile& result, const CXFileSpaceManager& space, Open&& open) {
     try {
         result = open();
+    } catch (const CMemoryError&) {
+        throw;
     } catch (const CZtException&) {
         if (space.GetRep()->ErrorsEndTheSearch()) throw;
         return false;
