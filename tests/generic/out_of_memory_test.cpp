@@ -23,19 +23,19 @@ TEST(OutOfMemory, ReadingTextRaisesTheMemoryErrorAndKeepsTheValue) {
     const CUniStr expected = Read(kText).GetString();
     CGeneric value = Read(u"old");
     int raised = 0;
-    const long long allocations = test_support::ForEachFailingAllocation(
-        [&] { value.SetFromString(CUniStr(kText)); },
-        [&](long long n, bool reached, bool memoryError) {
-            SCOPED_TRACE("allocation " + std::to_string(n));
-            EXPECT_EQ(memoryError, reached);
-            if (memoryError) {
-                ++raised;
-                EXPECT_EQ(value.GetString().ToUtf8(), "old");
-            } else {
-                EXPECT_EQ(value.GetString(), expected);
-                value = Read(u"old");
-            }
-        });
+    const long long allocations =
+        test_support::ForEachFailingAllocation([&] { value.SetFromString(CUniStr(kText)); },
+                                               [&](long long n, bool reached, bool memoryError) {
+                                                   SCOPED_TRACE("allocation " + std::to_string(n));
+                                                   EXPECT_EQ(memoryError, reached);
+                                                   if (memoryError) {
+                                                       ++raised;
+                                                       EXPECT_EQ(value.GetString().ToUtf8(), "old");
+                                                   } else {
+                                                       EXPECT_EQ(value.GetString(), expected);
+                                                       value = Read(u"old");
+                                                   }
+                                               });
     EXPECT_GT(allocations, 30);
     EXPECT_EQ(raised, allocations - 1);
 }
@@ -43,7 +43,8 @@ TEST(OutOfMemory, ReadingTextRaisesTheMemoryErrorAndKeepsTheValue) {
 TEST(OutOfMemory, LoadingTheBinaryFormRaisesTheMemoryErrorAndLeavesTheHandleNull) {
     CXFile file = gFileSystem.CreateRamFile(XF_BINARY);
     // Everything but the variable, which has no binary form.
-    const CGeneric stored = Read(u"({cat=N,agr={num=sg,per=3},words=(\"the\" \"dog\"),feats=[f1,f2,f3],w=1.5} [a=1,b=(x y . z)])");
+    const CGeneric stored = Read(
+        u"({cat=N,agr={num=sg,per=3},words=(\"the\" \"dog\"),feats=[f1,f2,f3],w=1.5} [a=1,b=(x y . z)])");
     stored >> file;
     CGeneric value = Read(u"old");
     int raised = 0;

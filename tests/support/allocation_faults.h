@@ -14,9 +14,9 @@ namespace test_support {
 // Runs attempt with the nth pool allocation failing, for n = 1, 2, ... until an attempt makes fewer
 // allocations than n, and tells check each time whether the fault was reached and whether the attempt
 // raised CMemoryError. Any other exception escapes to the test. Returns the last n.
-inline long long ForEachFailingAllocation(const std::function<void()>& attempt,
-                                          const std::function<void(long long n, bool reached, bool raised)>& check,
-                                          long long limit = 100000) {
+inline long long ForEachFailingAllocation(
+    const std::function<void()>& attempt,
+    const std::function<void(long long n, bool reached, bool raised)>& check, long long limit = 100000) {
     using ZtBase::CMemoryPoolManager;
     for (long long n = 1; n <= limit; ++n) {
         bool raised = false;
