@@ -74,8 +74,9 @@ class LogTask : public CParallelTaskRep {
 public:
     explicit LogTask(long n) : m_n(n) {}
     void DoTask() override {
-        gLog.printf(eLogInformation, "task %ld: a line long enough to fill the log file towards its roll-over, %s\n",
-                    m_n, std::string(400, 'x').c_str());
+        gLog.printf(eLogInformation,
+                    "task %ld: a line long enough to fill the log file towards its roll-over, %s\n", m_n,
+                    std::string(400, 'x').c_str());
     }
 
 private:
@@ -121,7 +122,8 @@ int main(int argc, char** argv) {
                 for (long version = 0; !done; ++version) {
                     const std::string key = KeyText(w, static_cast<int>(random() % kKeysPerWriter));
                     const std::string value = ValueFor(key, version);
-                    table.SetRecordBytes(CUniStr(key.c_str()), value.data(), static_cast<unsigned>(value.size()));
+                    table.SetRecordBytes(CUniStr(key.c_str()), value.data(),
+                                         static_cast<unsigned>(value.size()));
                     {
                         std::lock_guard<std::mutex> hold(ackLock);
                         acknowledged[key] = value;
@@ -140,8 +142,8 @@ int main(int argc, char** argv) {
             threads.emplace_back([&, r] {
                 std::mt19937 random(100u + static_cast<unsigned>(r));
                 while (!done) {
-                    const std::string key =
-                        KeyText(static_cast<int>(random() % kWriters), static_cast<int>(random() % kKeysPerWriter));
+                    const std::string key = KeyText(static_cast<int>(random() % kWriters),
+                                                    static_cast<int>(random() % kKeysPerWriter));
                     const CUniStr k(key.c_str());
                     unsigned size = 0;
                     if (const char* bytes = table.GetRecordBytes(k.c_str(), &size)) {
@@ -182,9 +184,12 @@ int main(int argc, char** argv) {
     }
     long logFiles = 0;
     for (const auto& entry : std::filesystem::directory_iterator(dir))
-        if (entry.path().filename().string().rfind("soak", 0) == 0 && entry.path().extension() == ".log") ++logFiles;
-    std::printf("%ld writes, %ld reads, %ld tasks, %ld log files; %zu keys acknowledged, %ld missing, %ld torn reads\n",
-                writes.load(), reads.load(), tasks.load(), logFiles, acknowledged.size(), missing, failures.load());
+        if (entry.path().filename().string().rfind("soak", 0) == 0 && entry.path().extension() == ".log")
+            ++logFiles;
+    std::printf(
+        "%ld writes, %ld reads, %ld tasks, %ld log files; %zu keys acknowledged, %ld missing, %ld torn "
+        "reads\n",
+        writes.load(), reads.load(), tasks.load(), logFiles, acknowledged.size(), missing, failures.load());
     ok = ok && missing == 0 && failures == 0;
     std::printf(ok ? "soak: clean\n" : "soak: FAILED\n");
     return ok ? 0 : 1;

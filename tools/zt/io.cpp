@@ -1,5 +1,6 @@
 // Reading inputs and writing outputs: standard input and output for "-", output files written under a
 // temporary name and renamed when complete, every error of the system reported with exit code 3.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -38,27 +39,42 @@ Input ReadInput(const std::string& path) {
 Output::Output(const std::string& path) {
     if (path.empty() || path == "-") {
         m_path = "standard output";
-        m_file = stdout;
+        m_stdout = stdout;
         return;
     }
     m_path = path;
     std::error_code ignored;
     if (std::filesystem::is_directory(path, ignored)) throw Failure{kIoError, path + ": is a directory"};
+    if (!std::filesystem::is_directory(std::filesystem::path(path).parent_path().empty()
+                                           ? std::filesystem::path(".")
+                                           : std::filesystem::path(path).parent_path(),
+                                       ignored))
+        Fail(ENOENT);
     // In the same directory, so that the rename cannot cross file systems.
     const std::filesystem::path target(path);
-    for (int attempt = 0; !m_file && attempt < 100; ++attempt) {
+    for (int attempt = 0; m_file.IsNull() && attempt < 100; ++attempt) {
         m_temporary = (target.parent_path() /
                        ("." + target.filename().string() + ".zt-" + std::to_string(attempt) + ".tmp"))
                           .string();
         if (std::filesystem::exists(m_temporary, ignored)) continue;
-        m_file = std::fopen(m_temporary.c_str(), "wbx");
-        if (!m_file && errno != EEXIST) Fail(errno);
+        try {
+            m_file = ZtBase::CreateDiskFile(ZtBase::CStr(m_temporary.c_str()), 1, ZtBase::XF_BINARY);
+        } catch (const ZtBase::CZtException& e) {
+            // The file may exist by now (made, then refused): it is ours, as it did not exist before.
+            std::filesystem::remove(m_temporary, ignored);
+            Fail(e);
+        }
     }
-    if (!m_file) Fail(EEXIST);
+    if (m_file.IsNull()) Fail(EEXIST);
 }
 
 Output::~Output() {
-    if (m_file && m_file != stdout) std::fclose(m_file);
+    if (!m_file.IsNull()) {
+        try {
+            m_file.Release();  // a window not yet written goes quietly
+        } catch (const ZtBase::CZtException&) {
+        }
+    }
     if (!m_committed && !m_temporary.empty()) {
         std::error_code ignored;
         std::filesystem::remove(m_temporary, ignored);
@@ -66,18 +82,34 @@ Output::~Output() {
 }
 
 void Output::Write(const std::string& bytes) {
-    if (!bytes.empty() && std::fwrite(bytes.data(), 1, bytes.size(), m_file) != bytes.size()) Fail(errno);
+    if (bytes.empty()) return;
+    if (m_stdout) {
+        if (std::fwrite(bytes.data(), 1, bytes.size(), m_stdout) != bytes.size()) Fail(errno);
+        return;
+    }
+    try {
+        for (std::size_t at = 0; at < bytes.size();) {
+            const unsigned n = static_cast<unsigned>(std::min<std::size_t>(bytes.size() - at, 1u << 30));
+            if (m_file.WriteBlock(bytes.data() + at, n) != n) Fail(EIO);
+            at += n;
+        }
+    } catch (const ZtBase::CZtException& e) {
+        Fail(e);
+    }
 }
 
 void Output::Commit() {
-    if (std::fflush(m_file) != 0 || std::ferror(m_file)) Fail(errno);
-    if (m_file == stdout) {
+    if (m_stdout) {
+        if (std::fflush(m_stdout) != 0 || std::ferror(m_stdout)) Fail(errno);
         m_committed = true;
         return;
     }
-    const int closed = std::fclose(m_file);
-    m_file = nullptr;
-    if (closed != 0) Fail(errno);
+    try {
+        m_file.Flush();  // the bytes and the system's sync: on the disk before the rename
+        m_file.Release();
+    } catch (const ZtBase::CZtException& e) {
+        Fail(e);
+    }
     std::error_code error;
     std::filesystem::rename(m_temporary, m_path, error);
     if (error) throw Failure{kIoError, m_path + ": " + error.message()};
@@ -86,6 +118,10 @@ void Output::Commit() {
 
 void Output::Fail(int error) {
     throw Failure{kIoError, m_path + ": " + SystemError(error ? error : EIO)};
+}
+
+void Output::Fail(const ZtBase::CZtException& error) {
+    throw Failure{kIoError, m_path + ": " + ZtBase::CUniStr(error.GetErrorString(0)).ToUtf8()};
 }
 
 int Report(const Failure& failure) {

@@ -31,9 +31,10 @@ struct Input {
 // Reads a whole file, or standard input for "" and "-". Throws Failure (exit 3) when it cannot.
 Input ReadInput(const std::string& path);
 
-// Standard output, or a file written under a temporary name in its directory and renamed over the file
-// when Commit is called; a file that was not committed is removed, so a failed command leaves nothing
-// behind. Every write error (a full disk, a closed pipe) throws Failure (exit 3).
+// Standard output, or a file written under a temporary name in its directory (through the library's
+// buffered disk file, flushed to the disk on Commit) and renamed over the file when Commit is called; a
+// file that was not committed is removed, so a failed command leaves nothing behind and the file it was
+// to replace as it was. Every write error (a full disk, a closed pipe) throws Failure (exit 3).
 class Output {
 public:
     explicit Output(const std::string& path);  // "" or "-": standard output
@@ -46,9 +47,11 @@ public:
 
 private:
     [[noreturn]] void Fail(int error);
+    [[noreturn]] void Fail(const ZtBase::CZtException& error);
 
     std::string m_path, m_temporary;
-    std::FILE* m_file = nullptr;
+    std::FILE* m_stdout = nullptr;  // standard output, or null for a file
+    ZtBase::CXFile m_file;          // the temporary file, written through the library's disk files
     bool m_committed = false;
 };
 
