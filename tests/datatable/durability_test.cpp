@@ -239,3 +239,41 @@ TEST(DataTableDurability, ReadersBesideAWriter) {
 }
 
 }  // namespace
+
+// Writers on several threads whose writes and deletes build up dead space, so that each of them keeps
+// starting reorganisations: the check for one reads the header while another may be replacing the file.
+TEST(DataTableDurability, WritersThatReorganiseAtOnce) {
+    ScratchDir dir("dt-reorganisers");
+    Table t(CUniStr((dir / "w.tbl").c_str()), 0, 0, '/');
+    constexpr int kThreads = 3, kOps = 3000;
+    std::vector<std::thread> threads;
+    for (int w = 0; w < kThreads; ++w)
+        threads.emplace_back([&t, w] {
+            for (int i = 0; i < kOps; ++i) {
+                const CUniStr key(("w" + std::to_string(w) + "/" + std::to_string(i % 20)).c_str());
+                if (i % 7 == 6) {
+                    t.Delete(key);
+                } else {
+                    const std::string v(static_cast<std::size_t>(50 + (i * 37) % 900),
+                                        static_cast<char>('a' + w));
+                    t.SetRecordBytes(key, v.data(), static_cast<unsigned>(v.size()));
+                }
+            }
+        });
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(t.CheckFile(), 1);
+    for (int w = 0; w < kThreads; ++w)
+        for (int slot = 0; slot < 20; ++slot) {
+            const int last = kOps - 20 + ((slot - (kOps - 20) % 20) + 20) % 20;  // the last op on this slot
+            const CUniStr key(("w" + std::to_string(w) + "/" + std::to_string(slot)).c_str());
+            unsigned size = 0;
+            const char* bytes = t.GetRecordBytes(key.c_str(), &size);
+            if (last % 7 == 6) {
+                EXPECT_EQ(bytes, nullptr) << w << "/" << slot;
+            } else {
+                ASSERT_NE(bytes, nullptr) << w << "/" << slot;
+                EXPECT_EQ(size, static_cast<unsigned>(50 + (last * 37) % 900));
+            }
+            if (bytes) t.ReleaseRecord();
+        }
+}

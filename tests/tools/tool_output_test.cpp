@@ -43,7 +43,8 @@ TEST(ToolOutput, EachFailingCallLeavesTheOldFileAndNoTemporary) {
                 EXPECT_EQ(now, bytes);
             }
             int files = 0;
-            for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(path).parent_path())) {
+            for (const auto& entry :
+                 std::filesystem::directory_iterator(std::filesystem::path(path).parent_path())) {
                 if (entry.path() != path) ADD_FAILURE() << entry.path();
                 ++files;
             }

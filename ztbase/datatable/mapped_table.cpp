@@ -286,7 +286,7 @@ void CMappedTableBase::Flush() {
 
 void CMappedTableBase::RequireWritable() const {
     if (m_readOnly) Throw(kErrDataTableReadOnly, CUniStr("Unable to write to a read-only table"), __LINE__);
-    if (m_detached)
+    if (m_detached.load(std::memory_order_relaxed))
         Throw(kErrDataTable, CUniStr("The data table was reorganised but not opened again : ") + m_fileName,
               __LINE__);
 }
@@ -793,6 +793,8 @@ unsigned char CMappedTableBase::Delete(const CUniStr& key) {
 
 unsigned char CMappedTableBase::ReorganizeDataBase() {
     RequireWritable();
+    // The header is read under the lock: another writer's reorganisation may be replacing the mapping.
+    CGetWriteLock guard(m_lock);
     const unsigned used = Word(kUsedAt), dead = Word(kDeadAt);
     const unsigned live = used > kHeaderSize + dead ? used - kHeaderSize - dead : 0;
     if (dead <= live || dead <= kReorganizeAbove) return 0;
@@ -904,7 +906,7 @@ void CMappedTableBase::Rebuild(unsigned size, bool keepCounters) {
     try {
         reopened = gFileSystem.OpenMappedFile(eOpenProgramDir, m_path, 0, 0, XF_BINARY);
     } catch (const CZtException&) {
-        m_detached = true;
+        m_detached.store(true, std::memory_order_relaxed);
         throw;
     }
     m_file = std::move(reopened);

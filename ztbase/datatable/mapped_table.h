@@ -24,6 +24,7 @@
 // walk longer than the file could hold ends, so a damaged file gives null results, never a crash.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
@@ -270,7 +271,7 @@ private:
     unsigned char m_interrupted = 0;
     // A reorganisation replaced the file but could not open the new one: the table still maps the file it
     // had (the same records) and refuses writes, which would go to a file no longer in place.
-    bool m_detached = false;
+    std::atomic<bool> m_detached{false};
     CXFile m_file;
     char* m_base = nullptr;
     unsigned m_length = 0;  // bytes mapped
