@@ -1,5 +1,7 @@
 #include "ztbase/generic/generic.h"
 
+#include <new>
+
 #include "ztbase/base/memory_pool.h"
 #include "ztbase/files/internal/xfile_errors.h"
 #include "ztbase/generic/association.h"
@@ -120,7 +122,13 @@ void CGeneric::SetFromString(const CUniStr& text) {
 
 void CGeneric::SetFromString(const CUniStr& text, unsigned int& position) {
     unsigned int at = position;
-    CGeneric value = ReadGenericValue(text, at);  // this handle is left alone when the reader throws
+    CGeneric value;
+    try {
+        value = ReadGenericValue(text, at);  // this handle is left alone when the reader throws
+    } catch (const std::bad_alloc&) {
+        // The general heap ran out (the reader's own containers): told as the pools tell it.
+        throw CMemoryError();
+    }
     *this = std::move(value);
     position = at;
 }
@@ -183,7 +191,11 @@ void CGeneric::operator<<(const CXFile& file) {
     const detail::GenericKind& kind = detail::KindRow(detail::ReadU32(file));
     if (!kind.makeForLoading) return;
     loaded = CGeneric(kind.makeForLoading());
-    *loaded.m_rep << file;  // a failed load leaves this handle null
+    try {
+        *loaded.m_rep << file;  // a failed load leaves this handle null
+    } catch (const std::bad_alloc&) {
+        throw CMemoryError();  // the general heap (a list's elements are gathered in an array first)
+    }
     // A list of no elements loads as the empty list, which is the null value.
     if (auto* list = BodyAs<CGenericListRep>(loaded.m_rep);
         list && list->GetCar().IsNull() && list->GetCdr().IsNull())
