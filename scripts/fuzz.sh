@@ -3,7 +3,7 @@
 # "all") for SECONDS from its inputs in fuzz/corpus/TARGET, with the format's tokens from fuzz/dict/TARGET.dict
 # when there is one. An input that makes a target fail is copied to fuzz/findings/TARGET/ and the script
 # fails; once the fault is fixed, the input goes into fuzz/corpus/TARGET, which every test build replays.
-# Usage: scripts/fuzz.sh TARGET|all [SECONDS]   (default 60 seconds; FUZZ_SEED fixes libFuzzer's random stream)
+# Usage: scripts/fuzz.sh TARGET|all [SECONDS]   (default 60 seconds)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 targets=${1:-all}
@@ -22,7 +22,6 @@ for target in $targets; do
   mkdir -p "$work/corpus" "$work/crashes"
   if [ -d "fuzz/corpus/$target" ]; then cp fuzz/corpus/"$target"/* "$work/corpus/" 2>/dev/null || true; fi
   dict=()
-  [ -n "${FUZZ_SEED:-}" ] && dict+=(-seed="$FUZZ_SEED")
   if [ -f "fuzz/dict/$target.dict" ]; then dict=(-dict="fuzz/dict/$target.dict"); fi
   echo "fuzzing $target for $seconds s"
   if ! "$build/fuzz/fuzz_$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 \

@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "allocation_faults.h"
+
 // The replacement pair allocates with malloc and frees with free, which the compiler cannot see through.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
@@ -18,7 +20,8 @@ std::atomic<long long> gCountdown{0};  // 0: not armed
 }  // namespace
 
 void* operator new(std::size_t size) {
-    if (gCountdown.load(std::memory_order_relaxed) > 0 && gCountdown.fetch_sub(1) == 1) throw std::bad_alloc();
+    if (gCountdown.load(std::memory_order_relaxed) > 0 && gCountdown.fetch_sub(1) == 1)
+        throw std::bad_alloc();
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
@@ -33,65 +36,51 @@ using namespace ZtBase;
 
 namespace {
 
+const test_support::AllocationFault kNew{[](long long n) { gCountdown = n; },
+                                         [] { return gCountdown.load() <= 0; }};
+
 TEST(OperatorNewFailure, ReadingTextRaisesTheMemoryErrorAndKeepsTheValue) {
-    const CUniStr text(u"({cat=N,agr={num=sg,per=3},words=(\"the\" \"dog\"),feats=[f1,f2,f3],w=1.5} [a=1,b=(x . z)])");
+    const CUniStr text(
+        u"({cat=N,agr={num=sg,per=3},words=(\"the\" \"dog\"),feats=[f1,f2,f3],w=1.5} [a=1,b=(x . z)])");
     const CUniStr expected = CGeneric::CreateFromString(text).GetString();
     CGeneric value = CGeneric::CreateFromString(CUniStr(u"old"));
-    long long n = 1;
     int raised = 0;
-    for (;; ++n) {
-        bool memoryError = false;
-        gCountdown = n;
-        try {
-            value.SetFromString(text);
-        } catch (const CMemoryError&) {
-            memoryError = true;
-        }
-        const bool reached = gCountdown.load() <= 0;
-        gCountdown = 0;
-        SCOPED_TRACE("allocation " + std::to_string(n));
-        EXPECT_EQ(memoryError, reached);
-        if (memoryError) {
-            ++raised;
-            EXPECT_EQ(value.GetString().ToUtf8(), "old");
-        } else {
-            EXPECT_EQ(value.GetString(), expected);
-        }
-        if (!reached) break;
-        value = CGeneric::CreateFromString(CUniStr(u"old"));
-    }
-    EXPECT_GT(n, 3) << "the reader uses the general heap";
-    EXPECT_EQ(raised, n - 1);
+    const long long allocations = test_support::ForEachFailingAllocation(
+        [&] { value.SetFromString(text); },
+        [&](long long n, bool reached, bool memoryError) {
+            SCOPED_TRACE("allocation " + std::to_string(n));
+            EXPECT_EQ(memoryError, reached);
+            raised += memoryError;
+            EXPECT_EQ(value.GetString(), memoryError ? CUniStr(u"old") : expected);
+            value = CGeneric::CreateFromString(CUniStr(u"old"));
+        },
+        kNew);
+    EXPECT_GT(allocations, 3) << "the reader uses the general heap";
+    EXPECT_EQ(raised, allocations - 1);
 }
 
 TEST(OperatorNewFailure, LoadingTheBinaryFormRaisesTheMemoryError) {
     const CGeneric stored = CGeneric::CreateFromString(CUniStr(u"((a b c d e f) [1,2] {k=(x y z)})"));
     CXFile file = gFileSystem.CreateRamFile(XF_BINARY);
     stored >> file;
-    long long n = 1;
+    CGeneric value;
     int raised = 0;
-    for (;; ++n) {
-        CGeneric value;
-        bool memoryError = false;
-        file.Seek(0);
-        gCountdown = n;
-        try {
+    const long long allocations = test_support::ForEachFailingAllocation(
+        [&] {
+            file.Seek(0);
             value << file;
-        } catch (const CMemoryError&) {
-            memoryError = true;
-        }
-        const bool reached = gCountdown.load() <= 0;
-        gCountdown = 0;
-        SCOPED_TRACE("allocation " + std::to_string(n));
-        EXPECT_EQ(memoryError, reached);
-        raised += memoryError;
-        if (!reached) {
-            EXPECT_TRUE(value == stored);
-            break;
-        }
-    }
-    EXPECT_GT(n, 3) << "loading lists uses the general heap";
-    EXPECT_EQ(raised, n - 1);
+        },
+        [&](long long n, bool reached, bool memoryError) {
+            SCOPED_TRACE("allocation " + std::to_string(n));
+            EXPECT_EQ(memoryError, reached);
+            raised += memoryError;
+            if (!reached) {
+                EXPECT_TRUE(value == stored);
+            }
+        },
+        kNew);
+    EXPECT_GT(allocations, 3) << "loading lists uses the general heap";
+    EXPECT_EQ(raised, allocations - 1);
 }
 
 }  // namespace
