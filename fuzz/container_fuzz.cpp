@@ -6,12 +6,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "fuzz_support.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace ZtBase;
     if (size > 0xFFFFFFFFu) return 0;
-    std::vector<char> bytes(data, data + size);  // the view may be written through; keep the input intact
-    const CXFile container =
-        gFileSystem.CreateFixedRAMFile(bytes.data(), static_cast<unsigned>(bytes.size()), 1, XF_BINARY);
+    std::vector<char> bytes;
+    const CXFile container = fuzz::InputFile(data, size, bytes);
     CXConcatFile space{container};
     const CStr directory = CXFileName(container.GetName()).GetPath();
     std::vector<char> buffer;

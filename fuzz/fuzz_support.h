@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace fuzz {
 
@@ -19,6 +20,15 @@ inline ZtBase::CUniStr Utf16Text(const std::uint8_t* data, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i)
         if (data[i]) text += static_cast<unsigned short>(data[i]);
     return text;
+}
+
+// The input as a read-only file over a copy of its bytes (copy must outlive the file): a read outside the
+// input shows as an overflow of the copy, and the fuzzer's buffer stays intact. Inputs beyond 4 GiB are
+// not files: the caller skips them.
+inline ZtBase::CXFile InputFile(const std::uint8_t* data, std::size_t size, std::vector<char>& copy) {
+    copy.assign(data, data + size);
+    return ZtBase::gFileSystem.CreateFixedRAMFile(copy.data(), static_cast<unsigned>(copy.size()), 1,
+                                                  ZtBase::XF_BINARY);
 }
 
 [[noreturn]] inline void Fail(const char* what, const ZtBase::CUniStr& text) {

@@ -7,12 +7,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "fuzz_support.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace ZtBase;
     if (size > 0xFFFFFFFFu) return 0;
-    std::vector<char> bytes(data, data + size);
-    const CXFile file =
-        gFileSystem.CreateFixedRAMFile(bytes.data(), static_cast<unsigned>(bytes.size()), 1, XF_BINARY);
+    std::vector<char> bytes;
+    const CXFile file = fuzz::InputFile(data, size, bytes);
     try {
         ZtMappedDataTable<char> table(file, '/');
         table.CheckFile();
