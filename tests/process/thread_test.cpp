@@ -114,10 +114,18 @@ TEST(Thread, NullHandlesAndRefusedStarts) {
     EXPECT_EQ(none.GetPriority(), eZtThreadPriorityNormal);
     none.WaitForThreadCompletion();
 
+#if defined(_WIN32)
+    platform::gSystemCalls.startThread = [](unsigned(__stdcall*)(void*), void*, unsigned&,
+                                            int& error) -> void* {
+        error = 8;  // not enough memory
+        return nullptr;
+    };
+#else
     platform::gSystemCalls.startThread = [](void* (*)(void*), void*, int& error) {
-        error = 11;
+        error = 11;  // no resources for another thread
         return false;
     };
+#endif
     CZtThread refused(new GatedThread);
     test_support::ExpectError([&] { refused.BeginThread(); }, 10005, "Unable to create a new thread",
                               ".\\ztprocess");

@@ -127,8 +127,8 @@ private:
     static bool Replace(const char* a, const char* b, int& e) {
         return Fails(kFaultRename, e) ? false : R().replace(a, b, e);
     }
-    static int Open(const char* p, bool w, bool c, int& e) {
-        return Fails(kFaultOpen, e) ? -1 : R().open(p, w, c, e);
+    static int Open(const char* p, bool w, bool c, int s, int& e) {
+        return Fails(kFaultOpen, e) ? -1 : R().open(p, w, c, s, e);
     }
 
     static inline unsigned s_kinds = 0;

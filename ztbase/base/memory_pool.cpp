@@ -7,6 +7,8 @@
 #include <mutex>
 #include <new>
 
+#include "ztbase/platform/internal/platform.h"
+
 namespace ZtBase {
 
 namespace {
@@ -100,7 +102,7 @@ CMemoryPool::Page* CMemoryPool::TakePage(unsigned k) {
         return p;
     }
     static_assert(sizeof(Page) <= 64 && Page::Place(CMemoryPool::kClassCount - 1) + 64 <= Page::kHeaderBytes);
-    void* raw = std::aligned_alloc(kPageSize, kPageSize);
+    void* raw = platform::AllocateAligned(kPageSize, kPageSize);
     if (!raw) return nullptr;
     Page* p = new (static_cast<char*>(raw) + Page::Place(k)) Page;
     p->blockSize = kClassStep * (k + 1);
@@ -122,7 +124,7 @@ void CMemoryPool::FreePage(Page* p) {
     if (m_current[k] == p) m_current[k] = nullptr;
     char* base = p->Base();
     p->~Page();
-    std::free(base);
+    platform::FreeAligned(base);
 }
 
 // The link of a queued block sits after the manager's 8-byte header, which stays readable.

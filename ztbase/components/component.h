@@ -98,7 +98,17 @@ private:
 #else
 #define ZTBASE_COMPONENT_ENTRY extern "C" __attribute__((visibility("default"))) ::ZtBase::CComponentLibrary*
 #endif
+// GCC exports a 32-bit stdcall function without the C prefix ("GetLibraryClass@0"); a linker directive
+// adds the export under the documented name as well.
+#if defined(_WIN32) && !defined(_WIN64) && defined(__GNUC__)
+#define ZTBASE_COMPONENT_ENTRY_NAME                                              \
+    [[gnu::section(".drectve"), gnu::used]] static const char kZtEntryExport[] = \
+        " -export:\"_GetLibraryClass@0\"=GetLibraryClass@0 ";
+#else
+#define ZTBASE_COMPONENT_ENTRY_NAME
+#endif
 #define ZTBASE_EXPORT_COMPONENT(LibraryClass)  \
+    ZTBASE_COMPONENT_ENTRY_NAME                \
     ZTBASE_COMPONENT_ENTRY GetLibraryClass() { \
         static LibraryClass library;           \
         return &library;                       \

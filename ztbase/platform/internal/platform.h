@@ -54,11 +54,19 @@ struct UtcTime {
 };
 UtcTime CurrentUtcTime() noexcept;
 
+// ---- memory -------------------------------------------------------------------------------------
+// size bytes aligned to alignment (a power of two, size a multiple of it), or null; freed only by
+// FreeAligned.
+void* AllocateAligned(std::size_t size, std::size_t alignment) noexcept;
+void FreeAligned(void* block) noexcept;  // null is ignored
+
 // ---- events -------------------------------------------------------------------------------------
 // A manual-reset event: once set it releases every waiter, present and future, until it is reset.
 class ManualResetEvent {
 public:
-    explicit ManualResetEvent(bool signalled) : m_signalled(signalled) {}
+    // A system that cannot make one more event raises std::bad_alloc.
+    explicit ManualResetEvent(bool signalled);
+    ~ManualResetEvent();
     ManualResetEvent(const ManualResetEvent&) = delete;
     ManualResetEvent& operator=(const ManualResetEvent&) = delete;
 
@@ -69,9 +77,13 @@ public:
     bool WaitFor(unsigned milliseconds);
 
 private:
+#if defined(_WIN32)
+    void* m_event;  // the system's event object
+#else
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_signalled;
+#endif
 };
 
 // ---- diagnostics sinks --------------------------------------------------------------------------

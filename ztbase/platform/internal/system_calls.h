@@ -16,9 +16,10 @@
 namespace ZtBase::platform {
 
 struct SystemCalls {
-    // Opens path for reading, or reading and writing; create makes it when it does not exist. A file
-    // number, or -1.
-    int (*open)(const char* path, bool write, bool create, int& error);
+    // Opens path for reading, or reading and writing; create makes it when it does not exist. share is
+    // the open's share mode (0, 1 or 2, as OpenFile's), for a system that enforces share modes itself. A
+    // file number, or -1.
+    int (*open)(const char* path, bool write, bool create, int share, int& error);
     void (*close)(int file);
     long long (*read)(int file, void* buffer, std::size_t count, int& error);
     long long (*write)(int file, const void* buffer, std::size_t count, int& error);
@@ -35,8 +36,13 @@ struct SystemCalls {
     void (*unmap)(void* view, std::size_t length);
     // Writes the mapping's changed pages to the file and waits for them.
     bool (*syncMapping)(void* view, std::size_t length, int& error);
+#if defined(_WIN32)
+    // Creates a thread that runs routine(argument) once resumed; its handle and identifier, or null.
+    void* (*startThread)(unsigned(__stdcall* routine)(void*), void* argument, unsigned& id, int& error);
+#else
     // Starts routine(argument) on a new, detached thread.
     bool (*startThread)(void* (*routine)(void*), void* argument, int& error);
+#endif
     // Loads a shared library with every symbol bound at once and kept to itself; null on failure, with the
     // system's message in error.
     void* (*openLibrary)(const char* path, std::string& error);

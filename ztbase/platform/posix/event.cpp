@@ -5,6 +5,10 @@
 
 namespace ZtBase::platform {
 
+ManualResetEvent::ManualResetEvent(bool signalled) : m_signalled(signalled) {}
+
+ManualResetEvent::~ManualResetEvent() = default;
+
 // Waiters are woken while the mutex is held: a waiter that then destroys the event (a thread that ends and
 // frees itself) cannot do so before this call has finished with it.
 void ManualResetEvent::Set() {

@@ -63,9 +63,9 @@ bool ShareAllows(int share, FileAccess access) {
     return false;
 }
 
-int OpenRetrying(const char* path, bool write, bool create, int& error) {
+int OpenRetrying(const char* path, bool write, bool create, int share, int& error) {
     for (;;) {
-        const int fd = gSystemCalls.open(path, write, create, error);
+        const int fd = gSystemCalls.open(path, write, create, share, error);
         if (fd >= 0 || error != EINTR) return fd;
     }
 }
@@ -103,7 +103,7 @@ std::string WithSeparator(std::string directory) {
 FileId OpenFile(const char* path, FileAccess access, int share, FileDisposition disposition, int& error) {
     // Truncation waits until the share check has passed, so that a refused open damages nothing.
     const int fd = OpenRetrying(path, access == FileAccess::kReadWrite,
-                                disposition != FileDisposition::kOpenExisting, error);
+                                disposition != FileDisposition::kOpenExisting, share, error);
     if (fd < 0) return kNoFile;
     struct stat st {};
     if (::fstat(fd, &st) != 0) {

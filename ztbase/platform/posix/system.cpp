@@ -71,6 +71,14 @@ UtcTime CurrentUtcTime() noexcept {
                    static_cast<unsigned>(ts.tv_nsec / 1000000)};
 }
 
+void* AllocateAligned(std::size_t size, std::size_t alignment) noexcept {
+    return std::aligned_alloc(alignment, size);
+}
+
+void FreeAligned(void* block) noexcept {
+    std::free(block);
+}
+
 bool EnvironmentValue(const char* name, std::string& value) {
     const char* v = std::getenv(name);
     if (!v) return false;

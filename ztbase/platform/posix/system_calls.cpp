@@ -16,7 +16,8 @@ namespace ZtBase::platform {
 
 namespace {
 
-int Open(const char* path, bool write, bool create, int& error) {
+// Share modes are kept by the file layer's registry and flock, not by open(2).
+int Open(const char* path, bool write, bool create, int /*share*/, int& error) {
     const int fd = ::open(path, (write ? O_RDWR : O_RDONLY) | (create ? O_CREAT : 0) | O_CLOEXEC, 0666);
     if (fd < 0) error = errno;
     return fd;

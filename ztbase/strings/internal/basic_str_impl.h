@@ -271,8 +271,21 @@ inline unsigned FindForward(const Ch* text, unsigned len, const Ch* pat, unsigne
                             unsigned from) noexcept {
     if (plen > len || from > len - plen) return ~0u;
     if constexpr (sizeof(Ch) == 1) {
+#if defined(__GLIBC__)
         const void* hit = memmem(text + from, len - from, pat, plen);
         return hit ? unsigned(static_cast<const Ch*>(hit) - text) : ~0u;
+#else
+        // The first byte found with memchr, then the rest compared.
+        const Ch* p = text + from;
+        const Ch* const stop = text + (len - plen) + 1;
+        while (p < stop) {
+            p = static_cast<const Ch*>(std::memchr(p, pat[0], std::size_t(stop - p)));
+            if (!p) return ~0u;
+            if (std::memcmp(p + 1, pat + 1, plen - 1) == 0) return unsigned(p - text);
+            ++p;
+        }
+        return ~0u;
+#endif
     } else {
         // Scan for the first unit (eight at a time where the processor allows), then check the rest.
         const Ch first = pat[0], lastUnit = pat[plen - 1];

@@ -1,0 +1,5 @@
+# 64-bit Windows (x86-64), run here under wine64: cmake --toolchain cmake/toolchains/mingw-w64-x86_64.cmake
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(ZTBASE_MINGW_TRIPLE x86_64-w64-mingw32)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake)
+set(CMAKE_CROSSCOMPILING_EMULATOR wine64)
