@@ -1,7 +1,7 @@
 # What a cross build takes from the build machine: the header-only libraries (CLI11, nlohmann::json)
 # through a directory that holds links to their folders alone, so that no header of the build machine's
 # system comes with them, and GoogleTest built from its sources (Debian's googletest package) with the
-# cross compiler.
+# cross compiler, which names its targets GTest::gtest and GTest::gtest_main itself.
 set(ZTBASE_HOST_HEADERS ${PROJECT_BINARY_DIR}/host-headers)
 file(MAKE_DIRECTORY ${ZTBASE_HOST_HEADERS})
 foreach(folder CLI nlohmann)
@@ -21,7 +21,15 @@ if(ZTBASE_TESTS)
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
   set(BUILD_GMOCK ON CACHE BOOL "" FORCE)
   add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
-  add_library(GTest::gtest ALIAS gtest)
-  add_library(GTest::gtest_main ALIAS gtest_main)
   set(GTest_FOUND TRUE)
+endif()
+
+# The compiler's run-time DLLs beside the programs and Ztbase.dll, so that the bin folder runs as it is.
+if(WIN32)
+  foreach(dir ${ZTBASE_MINGW_RUNTIME_DIRS})
+    file(GLOB runtime ${dir}/libstdc++-6.dll ${dir}/libgcc_s_*.dll ${dir}/libwinpthread-1.dll)
+    if(runtime)
+      file(COPY ${runtime} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    endif()
+  endforeach()
 endif()

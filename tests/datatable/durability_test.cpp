@@ -1,8 +1,10 @@
 // A writer killed at random instants, a reorganisation that cannot finish, and readers beside a writer.
 #include <gtest/gtest.h>
+#if !defined(_WIN32)
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 #include <ztbase/datatable/mapped_table.h>
 #include <ztbase/errors/exceptions.h>
 #include <ztbase/log/line_collector.h>
@@ -70,6 +72,7 @@ Contents Read(Table& t) {
     return seen;
 }
 
+#if !defined(_WIN32)
 // Writes the ops and reports each one done on the pipe; never returns.
 [[noreturn]] void Writer(const std::string& path, const std::vector<Op>& ops, int report) {
     Table t(CUniStr(path.c_str()), 0, 0, '/');
@@ -133,6 +136,7 @@ TEST(DataTableDurability, AKilledWriterLosesNoAcknowledgedWrite) {
     // About one kill in ten lands in the middle of a write (the rest in the report between writes).
     EXPECT_GT(interrupted, 0);
 }
+#endif
 
 // A file left as a kill between linking a record and counting it leaves it: a read-only open says so and
 // answers, a writable one repairs the count and the header.

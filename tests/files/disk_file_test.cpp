@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "child_process.h"
 #include "expect_error.h"
 #include "scratch_dir.h"
 
@@ -186,30 +187,39 @@ TEST_F(DiskFile, ShareRegistryUnderConcurrentOpens) {
     EXPECT_EQ(exclusive.GetFileLength(), 6);
 }
 
-// Towards other processes the file is held by an advisory whole-file lock, exclusive for exclusive opens
-// and shared otherwise, for as long as any open of this process remains. The flock(1) tool plays the other
-// process.
-TEST_F(DiskFile, OtherProcessesSeeTheWholeFileLock) {
-    if (std::system("command -v flock >/dev/null 2>&1") != 0) GTEST_SKIP() << "no flock tool";
+// Towards other processes an open holds the file as its share mode says, for as long as any open of this
+// process remains. A child process of this test program plays the other process, opening the file with a
+// given access and share mode.
+TEST(DiskFileChild, DISABLED_OpensTheFile) {
+    const std::string path = test_support::ChildInput("ZT_CHILD_PATH");
+    const bool write = test_support::ChildInput("ZT_CHILD_WRITE") == "1";
+    const int share = std::atoi(test_support::ChildInput("ZT_CHILD_SHARE").c_str());
+    ASSERT_FALSE(path.empty());
+    EXPECT_NO_THROW(OpenDiskFile(path.c_str(), 1, XF_BINARY, !write, static_cast<XF_SHARE_FLAGS>(share)));
+}
+
+TEST_F(DiskFile, OtherProcessesSeeTheShareModes) {
     const std::string path = Make("proc.bin", "x");
-    auto otherGets = [&](const char* kind) {
-        const std::string command = std::string("flock -n ") + kind + " '" + path + "' true";
-        return std::system(command.c_str()) == 0;
+    auto otherOpens = [&](bool write, XF_SHARE_FLAGS share) {
+        return test_support::ChildTestPasses("DiskFileChild.DISABLED_OpensTheFile",
+                                             {{"ZT_CHILD_PATH", path},
+                                              {"ZT_CHILD_WRITE", write ? "1" : "0"},
+                                              {"ZT_CHILD_SHARE", std::to_string(int(share))}});
     };
     {
         CXFile exclusive = OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_NONE);
-        EXPECT_FALSE(otherGets("-s"));
+        EXPECT_FALSE(otherOpens(false, XF_SHARE_READ_WRITE));
     }
-    EXPECT_TRUE(otherGets("-x"));
+    EXPECT_TRUE(otherOpens(true, XF_SHARE_NONE));
     {
-        CXFile first = OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_READ);
+        CXFile first = OpenDiskFile(path.c_str(), 0, XF_BINARY, 1, XF_SHARE_READ);
         CXFile second = OpenDiskFile(path.c_str(), 0, XF_BINARY, 1, XF_SHARE_READ);
-        EXPECT_TRUE(otherGets("-s"));
-        EXPECT_FALSE(otherGets("-x"));
-        first.Release();  // the lock stays while the second open remains
-        EXPECT_FALSE(otherGets("-x"));
+        EXPECT_TRUE(otherOpens(false, XF_SHARE_READ));
+        EXPECT_FALSE(otherOpens(true, XF_SHARE_NONE));
+        first.Release();  // the file stays held while the second open remains
+        EXPECT_FALSE(otherOpens(true, XF_SHARE_NONE));
     }
-    EXPECT_TRUE(otherGets("-x"));
+    EXPECT_TRUE(otherOpens(true, XF_SHARE_NONE));
 }
 
 // ---- the buffered kind: positions, modes, windows ------------------------------------------------------

@@ -95,10 +95,14 @@ private:
 
 class ZTBASE_API CMemoryPoolManager {
 public:
-    static constexpr unsigned kPoolCount = 64;
-    static constexpr unsigned kHeaderSize = 8;
-    // The pool no thread owns, shared under its lock by threads that find every other pool owned.
-    static constexpr unsigned kSharedPool = kPoolCount - 1;
+    // Constants as enumerators, not static data members: a program using the library from a DLL may
+    // take them by reference, and a constexpr member would need an exported definition for that.
+    enum : unsigned {
+        kPoolCount = 64,
+        kHeaderSize = 8,
+        // The pool no thread owns, shared under its lock by threads that find every other pool owned.
+        kSharedPool = kPoolCount - 1,
+    };
 
     constexpr CMemoryPoolManager() noexcept = default;
     CMemoryPoolManager(const CMemoryPoolManager&) = delete;
