@@ -35,10 +35,10 @@ inline std::string ThisProgram() {
 
 // Runs Suite.DISABLED_Name in a new process of this program with the variables set; true when the test
 // passed there.
-inline bool ChildTestPasses(const std::string& test, const std::vector<std::pair<std::string, std::string>>& env) {
+inline bool ChildTestPasses(const std::string& test,
+                            const std::vector<std::pair<std::string, std::string>>& env) {
     for (const auto& [name, value] : env) SetEnvironment(name, value);
-    std::string command = "\"" + ThisProgram() +
-                          "\" --gtest_also_run_disabled_tests --gtest_filter=" + test;
+    std::string command = "\"" + ThisProgram() + "\" --gtest_also_run_disabled_tests --gtest_filter=" + test;
 #if defined(_WIN32)
     command = "\"" + command + " >NUL 2>&1\"";  // cmd /c drops the outer quotes
 #else

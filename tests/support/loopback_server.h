@@ -93,7 +93,9 @@ public:
         }
         return all;
     }
-    static void Send(int s, const std::string& bytes) { ::send(s, bytes.data(), static_cast<int>(bytes.size()), kNoSignal); }
+    static void Send(int s, const std::string& bytes) {
+        ::send(s, bytes.data(), static_cast<int>(bytes.size()), kNoSignal);
+    }
     // Closes with a reset instead of an orderly end.
     static void Reset(int s) {
         linger l{1, 0};

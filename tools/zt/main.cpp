@@ -17,6 +17,9 @@ int main(int argc, char** argv) {
     CLI::App app{"zt: read, check, pretty-print and convert the library's value files"};
     app.set_version_flag("--version", "zt " ZT_VERSION);
     app.require_subcommand(1);
+    // Options are written with dashes everywhere, so that a rooted path ("/data/x.zt") is a path on
+    // Windows too.
+    app.allow_windows_style_options(false);
     app.footer(
         "Inputs are read from standard input when no file or - is given; output goes to standard output "
         "unless\n"

@@ -895,13 +895,28 @@ void CMappedTableBase::Rebuild(unsigned size, bool keepCounters) {
         if (dynamic_cast<const CMemoryError*>(&e)) throw CMemoryError();
         failed(__LINE__);
     }
+    // Where a mapped file cannot be replaced, the table lets go of its view first and, should the
+    // replacement fail, maps the old file again.
+    if (platform::kMappedFilesStayPut) Unmap();
     int error = 0;
     if (!platform::ReplacePath(temporary.c_str(), m_path.c_str(), error)) {
         platform::DeletePath(temporary.c_str(), error);
+        if (platform::kMappedFilesStayPut) Reopen();
         failed(__LINE__);
     }
-    // The old mapping goes only once the new file is open: a failure here (memory, a full table of
-    // mappings) leaves the table reading the records it had, detached from the file now in place.
+    Reopen();
+}
+
+void CMappedTableBase::Unmap() {
+    m_file = CXFile();
+    m_base = nullptr;
+    m_length = 0;
+}
+
+// The old mapping goes only once the new file is open: a failure here (memory, a full table of mappings)
+// leaves the table reading the records it had (none, where it had to let go of them first), detached from
+// the file now in place.
+void CMappedTableBase::Reopen() {
     CXFile reopened;
     try {
         reopened = gFileSystem.OpenMappedFile(eOpenProgramDir, m_path, 0, 0, XF_BINARY);

@@ -215,6 +215,8 @@ private:
     void CreateFile(unsigned size);
     void Close() noexcept;
     void Remap();
+    void Unmap();
+    void Reopen();
     void Repair();
 
     // Reading the mapping, bounded by the end of used space.

@@ -12,11 +12,23 @@ namespace ZtBase {
 
 // ---- the operating system's files -------------------------------------------------------------------
 
+namespace {
+// Names without a drive are native everywhere; names with a drive or a server where the system has them.
+bool HasNativeForm(const CXFileName& parsed) {
+    if (!parsed.IsValid()) return false;
+    const auto kind = static_cast<EFileNameKind>(parsed.GetKind());
+    return kind == eFileNameNoDrive ||
+           (platform::kNativeDrives && (kind == eFileNameDrive || kind == eFileNameNetwork));
+}
+}  // namespace
+
 CStr CXWin32FileSpace::NativePath(const CStr& name) {
-    const CXFileName parsed(name);
-    if (!parsed.IsValid() || parsed.GetKind() != eFileNameNoDrive) return CStr();
+    if (!HasNativeForm(CXFileName(name))) return CStr();
     CStr native(name);
-    native.ReplaceAll(CStr("\\"), CStr("/"));
+    if (platform::kNativeSeparator == '/')
+        native.ReplaceAll(CStr("\\"), CStr("/"));
+    else
+        native.ReplaceAll(CStr("/"), CStr("\\"));
     return native;
 }
 
@@ -119,10 +131,11 @@ unsigned char CXWin32FileSpace::GetFileList(ZtRefArray<CStr>& result, const CStr
                                             unsigned char files, unsigned char directories,
                                             unsigned char completeNames) {
     const CXFileName parsed(pattern);
-    if (!parsed.IsValid() || parsed.GetKind() != eFileNameNoDrive) return 0;
+    if (!HasNativeForm(parsed)) return 0;
     // The directory part, in the library's form and as a native path (the current directory for a bare
     // pattern), and the last part's pattern.
-    CStr directory = parsed.IsRooted() ? CStr("\\") : CStr();
+    CStr directory = parsed.GetKind() == eFileNameNoDrive ? CStr() : parsed.GetDrive();
+    if (parsed.IsRooted() || parsed.GetKind() == eFileNameNetwork) directory += '\\';
     for (const CStr& d : parsed.GetDirectories()) directory += d + '\\';
     const CStr nativeDirectory = directory.IsNull() ? CStr(".") : NativePath(directory);
     if (nativeDirectory.IsNull()) return 0;

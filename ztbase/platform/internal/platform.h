@@ -105,6 +105,21 @@ void SystemLogClose() noexcept;
 // The value of an environment variable; false when it is not set.
 bool EnvironmentValue(const char* name, std::string& value);
 
+// ---- native paths -------------------------------------------------------------------------------
+// The separator of native paths, and whether a native path may start with a drive ("C:\\x") or a server
+// and share ("\\\\server\\share\\x").
+// kMappedFilesStayPut: a file mapped anywhere cannot be replaced or deleted by name until every view of
+// it is gone.
+#if defined(_WIN32)
+inline constexpr char kNativeSeparator = '\\';
+inline constexpr bool kNativeDrives = true;
+inline constexpr bool kMappedFilesStayPut = true;
+#else
+inline constexpr char kNativeSeparator = '/';
+inline constexpr bool kNativeDrives = false;
+inline constexpr bool kMappedFilesStayPut = false;
+#endif
+
 // ---- files ------------------------------------------------------------------------------------
 // Paths here are native paths. Every function reports failure through its result and, where it takes
 // one, an error number (errno) that ErrorText turns into the system's message; none raises.
