@@ -57,7 +57,12 @@ TEST(Format, IntegersMatchTheCLibrary) {
     ExpectLikeSnprintf("%d|%i|%u|%x|%X|%o", -42, 17, 4000000000u, 0xBEEFu, 0xBEEFu, 8u);
     ExpectLikeSnprintf("%d %d %d", 0, INT_MIN, INT_MAX);
     ExpectLikeSnprintf("[%5d][%-5d][%05d][%+d][% d][%+05d][%-+6d|]", 42, 42, -42, 42, 42, 7, 3);
-    ExpectLikeSnprintf("[%.0d][%.0x][%#.0o][%#o][%#x][%#X][%#x]", 0, 0u, 0u, 8u, 255u, 255u, 0u);
+    ExpectLikeSnprintf("[%.0d][%.0x][%#o][%#x][%#X][%#x]", 0, 0u, 8u, 255u, 255u, 0u);
+    // '#' with o forces a leading 0 even where the precision asks for no digits. Checked exactly: MinGW's
+    // printf prints nothing there.
+    char zero[8];
+    EXPECT_EQ(FormatText(zero, sizeof zero, "[%#.0o]", 0u), 3);
+    EXPECT_STREQ(zero, "[0]");
     ExpectLikeSnprintf("[%.5d][%8.5d][%-8.5x][%08.3d][%.3o]", -12, 12, 0xabu, 5, 8u);
     ExpectLikeSnprintf("[%*d][%-*d][%*d][%.*d][%.*d]", 6, 1, 6, 2, -6, 3, 4, 4, -1, 5);
     ExpectLikeSnprintf("%hhd %hhu %hd %hu %hx", 300, 300, 70000, 70000, 0x12345);
@@ -105,6 +110,10 @@ TEST(Format, RandomIntegerConversionsMatchTheCLibrary) {
         f += ">";
         const unsigned long long bits = rng() >> (rng() % 64);
         SCOPED_TRACE(f);
+#if defined(__MINGW32__)
+        // MinGW's printf drops the forced 0 of '#' with o for zero (checked exactly above).
+        if (conv == 'o' && f.find('#') != std::string::npos && (wideValue ? bits : unsigned(bits)) == 0) continue;
+#endif
         if (wideValue)
             ExpectLikeSnprintf(f.c_str(), static_cast<long long>(bits));
         else

@@ -1,6 +1,7 @@
 #include "ztbase/generic/list.h"
 
 #include <utility>
+#include <unordered_map>
 #include <vector>
 
 #include "ztbase/files/internal/xfile_errors.h"
@@ -185,15 +186,29 @@ CUniStr ValueText(const CGeneric& value, bool pretty, unsigned options) {
     return pretty ? value.GetPrettyPrint(options) : value.GetString();
 }
 
+// The pretty texts of the values met while one list is printed pretty, made once each: the printer first
+// tries a list on one line and then lays it over lines, and a value inside (an association holding a
+// list, say) would otherwise be printed for both, and again at every level of nesting, which costs time
+// exponential in the depth.
+using PrettyTexts = std::unordered_map<const CGenericBodyBase*, CUniStr>;
+
 // The same, remembering the last value's text: long lists often hold one value many times over.
 class ElementText {
 public:
-    ElementText(bool pretty, unsigned options) : m_pretty(pretty), m_options(options) {}
+    ElementText(bool pretty, unsigned options, PrettyTexts* made = nullptr)
+        : m_pretty(pretty), m_options(options), m_made(made) {}
     const CUniStr& Of(const CGeneric& value) {
         if (!m_valid || value.GetRep() != m_body) {
-            m_text = ValueText(value, m_pretty, m_options);
             m_body = value.GetRep();
             m_valid = true;
+            if (m_made && m_body) {
+                auto found = m_made->find(m_body);
+                if (found == m_made->end())
+                    found = m_made->emplace(m_body, ValueText(value, m_pretty, m_options)).first;
+                m_text = found->second;
+            } else {
+                m_text = ValueText(value, m_pretty, m_options);
+            }
         }
         return m_text;
     }
@@ -201,6 +216,7 @@ public:
 private:
     bool m_pretty;
     unsigned m_options;
+    PrettyTexts* m_made;
     bool m_valid = false;
     const CGenericBodyBase* m_body = nullptr;
     CUniStr m_text;
@@ -211,9 +227,10 @@ private:
 // line feed, and the result is then false.
 constexpr U16Literal kEmptyList(u"()");
 
-bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned limit, CUniStr& out) {
+bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned limit, CUniStr& out,
+                  PrettyTexts* made = nullptr) {
     std::vector<const Pair*> outer;
-    ElementText element(pretty, options);
+    ElementText element(pretty, options, made);
     const Pair* p = first;
     out += static_cast<unsigned short>('(');
     for (;;) {
@@ -242,7 +259,7 @@ bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned lim
                 break;
             }
             if (!p->GetCdr().IsNull()) {
-                const CUniStr tail = ValueText(p->GetCdr(), pretty, options);
+                const CUniStr tail = element.Of(p->GetCdr());
                 out += u" . ";
                 out += tail;
                 if (limit && detail::HasLineFeed(tail)) return false;
@@ -258,9 +275,9 @@ bool WriteOneLine(const Pair* first, bool pretty, unsigned options, unsigned lim
 
 constexpr unsigned kPrettyLineLimit = 50;
 
-bool FitsOnOneLine(const Pair* first, unsigned options) {
+bool FitsOnOneLine(const Pair* first, unsigned options, PrettyTexts& made) {
     CUniStr probe;
-    return WriteOneLine(first, true, options, kPrettyLineLimit, probe);
+    return WriteOneLine(first, true, options, kPrettyLineLimit, probe, &made);
 }
 
 // Indentation stops growing after this many levels, so that the text of a deeply nested list grows with
@@ -302,9 +319,10 @@ void CGenericListRep::AppendString(CUniStr& out) const {
 }
 
 CUniStr CGenericListRep::GetPrettyPrint(unsigned int options) const {
+    PrettyTexts made;
     {
         CUniStr line;
-        if (WriteOneLine(this, true, options, kPrettyLineLimit, line)) return line;
+        if (WriteOneLine(this, true, options, kPrettyLineLimit, line, &made)) return line;
     }
     // One element per line. A list that does not fit on a line opens a frame with its elements indented
     // by four more spaces; a list that fits is written on one line in place. Frames that are laid over
@@ -321,7 +339,7 @@ CUniStr CGenericListRep::GetPrettyPrint(unsigned int options) const {
         stack.push_back({p, multi});
     };
     open(this, true);
-    ElementText element(true, options);
+    ElementText element(true, options, &made);
     bool firstInFrame = true;
     for (;;) {
         const Frame& frame = stack.back();
@@ -331,7 +349,7 @@ CUniStr CGenericListRep::GetPrettyPrint(unsigned int options) const {
             out += static_cast<unsigned short>(' ');
         const CGeneric& car = frame.pair->GetCar();
         if (const Pair* inner = AsPair(car)) {
-            open(inner, frame.multi && !FitsOnOneLine(inner, options));
+            open(inner, frame.multi && !FitsOnOneLine(inner, options, made));
             firstInFrame = true;
             continue;
         }
@@ -349,7 +367,7 @@ CUniStr CGenericListRep::GetPrettyPrint(unsigned int options) const {
                 break;
             }
             if (!f.pair->GetCdr().IsNull()) {
-                const CUniStr tail = ValueText(f.pair->GetCdr(), true, options);
+                const CUniStr tail = element.Of(f.pair->GetCdr());
                 if (f.multi) {
                     AppendIndent(out, stack.size());
                     out += u". ";
