@@ -16,6 +16,12 @@ namespace {
 
 const std::string kModules = ZT_MODULE_DIR;
 const std::string kSample = ZT_SAMPLE_COMPONENT;
+// The extension of the system's libraries.
+#if defined(_WIN32)
+const std::string kExt = "dll";
+#else
+const std::string kExt = "so";
+#endif
 
 CUniStr U(const std::string& s) {
     return CUniStr::FromUtf8(s);
@@ -41,7 +47,7 @@ TEST(ComponentManager, ALibraryLoadsOnceWhateverTheCaseOfItsName) {
     EXPECT_EQ(m->LoadComponent(U(upper)), library) << "the second name matches ignoring case";
     // Without the extension the system's one is tried too.
     Manager other;
-    EXPECT_NE(other->LoadComponent(U(kSample.substr(0, kSample.size() - 3))), nullptr);
+    EXPECT_NE(other->LoadComponent(U(kSample.substr(0, kSample.size() - kExt.size() - 1))), nullptr);
 }
 
 TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
@@ -69,7 +75,7 @@ TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
 
     EXPECT_TRUE(m->CreateComponent(U("Sample.Nothing")).IsNull());
     EXPECT_TRUE(m->CreateComponent(U("sample.greeter")).IsNull()) << "interface names are exact";
-    EXPECT_EQ(m->FindLibraryFileName(U("Sample.Greeter")).ToUtf8(), "sample_component.so");
+    EXPECT_EQ(m->FindLibraryFileName(U("Sample.Greeter")).ToUtf8(), "sample_component." + kExt);
     const std::string path = m->FindLibraryPath(U("Sample.Greeter")).ToUtf8();
     std::string dir = std::filesystem::path(kSample).parent_path().string() + "/";
     for (char& ch : dir)
@@ -80,8 +86,8 @@ TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
 
 TEST(ComponentManager, BrokenLibrariesAreUnloadedAndGiveNull) {
     Manager m;
-    for (const char* broken :
-         {"no_entry.so", "null_entry.so", "throwing_entry.so", "refusing_init.so", "missing.so"}) {
+    for (const std::string broken :
+         {"no_entry." + kExt, "null_entry." + kExt, "throwing_entry." + kExt, "refusing_init." + kExt, "missing." + kExt}) {
         SCOPED_TRACE(broken);
         EXPECT_EQ(m->LoadComponent(U(kModules + "/" + broken)), nullptr);
     }
@@ -112,25 +118,25 @@ TEST(ComponentManager, ADirectoryLoadsEveryLibraryButTheBaseLibrary) {
     Manager m;
     ScratchDir dir("component-dir");
     namespace fs = std::filesystem;
-    fs::copy_file(kSample, dir / "sample_component.so");
-    fs::copy_file(kModules + "/no_entry.so", dir / "no_entry.so");
+    fs::copy_file(kSample, dir / "sample_component." + kExt);
+    fs::copy_file(kModules + "/no_entry." + kExt, dir / "no_entry." + kExt);
     // The sample under a name that ends like the base library: it would load if it were not skipped.
-    fs::copy_file(kSample, dir / "libZTBASE.so");
+    fs::copy_file(kSample, dir / "libZTBASE." + kExt);
     std::ofstream(dir / "notes.txt") << "not a library";
-    EXPECT_EQ(m->LoadDirectoryList(U(dir.Dir()), U("so")), 1);
-    EXPECT_EQ(m->FindLibraryFileName(U("Sample.Greeter")).ToUtf8(), "sample_component.so");
-    EXPECT_EQ(m->LoadDirectoryList(U(dir / "absent"), U("so")), 0);
+    EXPECT_EQ(m->LoadDirectoryList(U(dir.Dir()), U(kExt)), 1);
+    EXPECT_EQ(m->FindLibraryFileName(U("Sample.Greeter")).ToUtf8(), "sample_component." + kExt);
+    EXPECT_EQ(m->LoadDirectoryList(U(dir / "absent"), U(kExt)), 0);
 }
 
 TEST(ComponentManager, HasFunctionLooksInLoadedAndUnloadedLibraries) {
     Manager m;
     EXPECT_TRUE(m->HasFunction(U(kSample), U("_GetLibraryClass@0"))) << "not loaded: loaded for the question";
-    EXPECT_FALSE(m->HasFunction(U(kModules + "/no_entry.so"), U("GetLibraryClass")));
-    EXPECT_TRUE(m->HasFunction(U(kModules + "/no_entry.so"), U("SomethingElse")));
+    EXPECT_FALSE(m->HasFunction(U(kModules + "/no_entry." + kExt), U("GetLibraryClass")));
+    EXPECT_TRUE(m->HasFunction(U(kModules + "/no_entry." + kExt), U("SomethingElse")));
     ASSERT_NE(m->LoadComponent(U(kSample)), nullptr);
     EXPECT_TRUE(m->HasFunction(U(kSample), U("GetLibraryClass")));
     EXPECT_FALSE(m->HasFunction(U(kSample), U("NoSuchFunction")));
-    EXPECT_FALSE(m->HasFunction(U(kModules + "/missing.so"), U("GetLibraryClass")));
+    EXPECT_FALSE(m->HasFunction(U(kModules + "/missing." + kExt), U("GetLibraryClass")));
 }
 
 TEST(ComponentManager, ClosingForgetsTheLibrariesAndAnEmptyManagerAnswersEmpty) {

@@ -86,7 +86,7 @@ TEST_F(ContainerFixture, MembersOpenUnderTheContainersDirectoryBeforeTheDisk) {
     // Another directory is not the container's; a name that is not a member goes on to the disk.
     ExpectError<CZtXFileException>(
         [&] { fs.OpenExisting(eOpenProgramDir, C(dir / "sub/a.txt"), 1, XF_BINARY, 1, XF_SHARE_READ); },
-        11002, "File not found : " + dir.Dir() + "sub/a.txt");
+        11002, "File not found : " + dir / "sub/a.txt");
     EXPECT_FALSE(fs.Exist(eOpenProgramDir, C(dir / "b.txt")));
     // Writing is refused by the container and the disk copy is opened instead.
     EXPECT_EQ(Contents(fs.OpenExisting(eOpenProgramDir, C(dir / "a.txt"), 1, XF_BINARY, 0, XF_SHARE_NONE)),

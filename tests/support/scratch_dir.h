@@ -24,9 +24,9 @@ public:
     ScratchDir(const ScratchDir&) = delete;
     ScratchDir& operator=(const ScratchDir&) = delete;
 
-    // The directory with a final "/".
-    std::string Dir() const { return path_.string() + "/"; }
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+    // The directory with a final separator, and names in it, in the system's own form ("\\" on Windows).
+    std::string Dir() const { return path_.string() + char(std::filesystem::path::preferred_separator); }
+    std::string operator/(const std::string& name) const { return (path_ / name).make_preferred().string(); }
 
     static void WriteBytes(const std::string& path, const std::string& bytes) {
         std::ofstream(path, std::ios::binary) << bytes;

@@ -8,15 +8,16 @@
 #include <string>
 
 #include "expect_error.h"
+#include "system_errors.h"
 #include "ztbase/platform/internal/system_calls.h"
 
 namespace test_support {
 
 // The first `budget` bytes written (over every file) reach the disk; then each write fails with error
-// (ENOSPC: the disk is full). A write that crosses the budget is cut short at it, as a filling disk does.
+// (the disk is full). A write that crosses the budget is cut short at it, as a filling disk does.
 class FailWritesAfter {
 public:
-    explicit FailWritesAfter(long long budget, int error = ENOSPC) {
+    explicit FailWritesAfter(long long budget, int error = test_support::kErrorDiskFull) {
         s_budget = budget;
         s_error = error;
         s_tripped = false;
@@ -46,7 +47,7 @@ private:
     static inline bool s_tripped = false;
 };
 
-// Every synchronisation to the disk fails with EIO.
+// Every synchronisation to the disk fails with an I/O error.
 class FailSyncs {
 public:
     FailSyncs() { ZtBase::platform::gSystemCalls.sync = &Sync; }
@@ -56,7 +57,7 @@ public:
 
 private:
     static bool Sync(int, int& error) {
-        error = EIO;
+        error = test_support::kErrorIo;
         return false;
     }
 };
@@ -77,7 +78,7 @@ enum FaultKind : unsigned {
 // operation ran to its end untouched.
 class FailNthCall {
 public:
-    FailNthCall(unsigned kinds, long long n, int error = EIO) {
+    FailNthCall(unsigned kinds, long long n, int error = test_support::kErrorIo) {
         s_kinds = kinds;
         s_n = n;
         s_error = error;

@@ -4,6 +4,7 @@
 # Usage: zt_cli_test.sh ZT EXAMPLE README WORKDIR SAMPLE-COMPONENT
 set -uo pipefail
 zt=$1 example=$2 readme=$3 work=$4 component=$5
+ext=${component##*.} # the system's library extension, from the sample component's name
 rm -rf "$work" && mkdir -p "$work"
 failures=0
 fail() { echo "FAIL $*"; failures=$((failures + 1)); }
@@ -234,14 +235,14 @@ expect db-example-list 0 "$zt" db "$work/example.db" list be
 expect component 0 "$zt" component "$component" --create Sample.Greeter
 has component "$work/out" "(Sample component)"
 has component "$work/out" "    Sample.Counter"
-has component "$work/out" "created a component through Sample.Greeter from sample_component.so"
-printf '\n  %s  \n%s/missing.so\n' "$component" "$work" >"$work/components.lst"
+has component "$work/out" "created a component through Sample.Greeter from sample_component.$ext"
+printf '\n  %s  \n%s/missing.$ext\n' "$component" "$work" >"$work/components.lst"
 expect component-list 0 "$zt" component --list "$work/components.lst"
 has component-list "$work/out" "Sample.Greeter"
 mkdir -p "$work/plugins" && cp "$component" "$work/plugins/"
 expect component-dir 0 "$zt" component --dir "$work/plugins"
-has component-dir "$work/out" "sample_component.so  (Sample component)"
-expect component-none 1 "$zt" component "$work/missing.so"
+has component-dir "$work/out" "sample_component.$ext  (Sample component)"
+expect component-none 1 "$zt" component "$work/missing.$ext"
 has component-none "$work/err" "not a component library"
 expect component-no-interface 1 "$zt" component "$component" --create Sample.Nothing
 has component-no-interface "$work/err" "no loaded library offers Sample.Nothing"

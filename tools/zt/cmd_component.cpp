@@ -11,7 +11,11 @@ namespace zt {
 Command AddComponentCommand(CLI::App& zt) {
     struct Options {
         std::vector<std::string> names, lists, directories;
+#if defined(_WIN32)
+        std::string extension = "dll", create;
+#else
         std::string extension = "so", create;
+#endif
     };
     auto o = std::make_shared<Options>();
     CLI::App* app = zt.add_subcommand("component", "Load component libraries and list their interfaces");

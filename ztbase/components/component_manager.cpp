@@ -51,11 +51,11 @@ namespace {
 
 using Entry = CComponentLibrary* (*)();
 
-// A name as the system takes it: backslashes read as "/".
+// A name as the system takes it: either separator read as the system's own.
 std::string NativeName(const CUniStr& name) {
     std::string native = name.ToUtf8();
     for (char& c : native)
-        if (c == '\\') c = '/';
+        if (c == '\\' || c == '/') c = platform::kNativeSeparator;
     return native;
 }
 
