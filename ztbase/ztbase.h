@@ -52,6 +52,7 @@
 #include "ztbase/process/hold_release_flag.h"
 #include "ztbase/process/locks.h"
 #include "ztbase/process/process_manager.h"
+#include "ztbase/process/program.h"
 #include "ztbase/process/quick_lock.h"
 #include "ztbase/process/read_write_lock.h"
 #include "ztbase/process/task.h"

@@ -86,8 +86,8 @@ TEST(ComponentManager, InterfacesAreFoundByNameAndCreateComponents) {
 
 TEST(ComponentManager, BrokenLibrariesAreUnloadedAndGiveNull) {
     Manager m;
-    for (const std::string broken :
-         {"no_entry." + kExt, "null_entry." + kExt, "throwing_entry." + kExt, "refusing_init." + kExt, "missing." + kExt}) {
+    for (const std::string& broken : {"no_entry." + kExt, "null_entry." + kExt, "throwing_entry." + kExt,
+                                      "refusing_init." + kExt, "missing." + kExt}) {
         SCOPED_TRACE(broken);
         EXPECT_EQ(m->LoadComponent(U(kModules + "/" + broken)), nullptr);
     }

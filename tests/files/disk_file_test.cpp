@@ -16,8 +16,8 @@
 
 #include "child_process.h"
 #include "expect_error.h"
-#include "system_errors.h"
 #include "scratch_dir.h"
+#include "system_errors.h"
 
 using namespace ZtBase;
 
@@ -92,7 +92,8 @@ TEST_F(DiskFile, OpenFailuresCarryTheirMessagesAndClasses) {
         {[&] { CreateDiskFile((dir / "mode7").c_str(), 1, static_cast<XF_TEXT_MODE>(7)); }, true, 10005,
          "Invalid CXFile"},
         {[&] { OpenDiskFile(m, 1, XF_BINARY, 1, XF_SHARE_NONE); }, true, kIO,
-         "File open failed on file: " + missing + "\n    message = " + test_support::SystemMessage(test_support::kErrorNotFound)},
+         "File open failed on file: " + missing +
+             "\n    message = " + test_support::SystemMessage(test_support::kErrorNotFound)},
         {[&] { OpenDiskFile(m, 0, XF_BINARY, 1, XF_SHARE_NONE); }, false, kIO,
          "File open failed : " + missing},
         {[&] { CreateDiskFile(n, 1, XF_BINARY); }, true, kIO, "File open failed : " + nowhere},
@@ -132,7 +133,8 @@ TEST_F(DiskFile, CreateTruncatesAndAppendOpensAlways) {
 
 TEST_F(DiskFile, ShareModesBetweenOpensOfOneProcess) {
     const std::string path = Make("s.bin", "0123456789");
-    const std::string busy = "File open failed on file: " + path + "\n    message = " + test_support::SystemMessage(test_support::kErrorBusy);
+    const std::string busy = "File open failed on file: " + path +
+                             "\n    message = " + test_support::SystemMessage(test_support::kErrorBusy);
     {
         CXFile exclusive = OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_NONE);
         ExpectError<CZtXFileException>([&] { OpenDiskFile(path.c_str(), 1, XF_BINARY, 1, XF_SHARE_READ); },
@@ -581,13 +583,19 @@ TEST_F(DiskFile, DestructionWritesTheDirtyWindow) {
     CXFile f = CreateDiskFile(path.c_str(), 1, XF_BINARY);
     const bool look = test_support::kExclusiveFilesReadable;
     WriteAll(f, "pending");
-    if (look) EXPECT_EQ(ScratchDir::ReadBytes(path), "");
+    if (look) {
+        EXPECT_EQ(ScratchDir::ReadBytes(path), "");
+    }
     f.Flush();
-    if (look) EXPECT_EQ(ScratchDir::ReadBytes(path), "pending");
+    if (look) {
+        EXPECT_EQ(ScratchDir::ReadBytes(path), "pending");
+    }
     WriteAll(f, "+more");
     CXFile copy = f;
     f.Release();  // another handle still holds the body
-    if (look) EXPECT_EQ(ScratchDir::ReadBytes(path), "pending");
+    if (look) {
+        EXPECT_EQ(ScratchDir::ReadBytes(path), "pending");
+    }
     copy.Release();
     EXPECT_EQ(ScratchDir::ReadBytes(path), "pending+more");
 }

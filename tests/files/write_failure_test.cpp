@@ -105,7 +105,8 @@ TEST(WriteFailure, AFailedSyncGivesEachKindsMessage) {
     const struct {
         unsigned char buffered;
         std::string message;
-    } cases[] = {{0, "I/O error on file : " + path}, {1, "I/O error on file:\n        " + test_support::SystemMessage(test_support::kErrorIo)}};
+    } cases[] = {{0, "I/O error on file : " + path},
+                 {1, "I/O error on file:\n        " + test_support::SystemMessage(test_support::kErrorIo)}};
     for (const auto& c : cases) {
         CXFile f = OpenDiskFile(path.c_str(), c.buffered, XF_BINARY, 0, XF_SHARE_NONE);
         f.SeekFromEnd(0);

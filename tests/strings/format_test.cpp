@@ -111,10 +111,14 @@ TEST(Format, RandomIntegerConversionsMatchTheCLibrary) {
         const unsigned long long bits = rng() >> (rng() % 64);
         SCOPED_TRACE(f);
 #if defined(__MINGW32__)
-        // MinGW's printf drops the forced 0 of '#' with o for zero (checked exactly above) and gives '#'
-        // a meaning of its own with the decimal conversions, where the C standard leaves it undefined.
-        if (f.find('#') != std::string::npos &&
-            ((conv == 'o' && (wideValue ? bits : unsigned(bits)) == 0) || conv == 'd' || conv == 'i' || conv == 'u'))
+        // MinGW's printf drops the forced 0 of '#' with o for zero (checked exactly above), and gives '#'
+        // with the decimal conversions and ' ' or '+' with the unsigned ones meanings of its own, where
+        // the C standard leaves them undefined or without effect.
+        const bool hash = f.find('#') != std::string::npos;
+        const bool sign = f.find_first_of(" +") != std::string::npos;
+        const bool isSigned = conv == 'd' || conv == 'i';
+        if ((hash && conv == 'o' && (wideValue ? bits : unsigned(bits)) == 0) ||
+            (hash && (isSigned || conv == 'u')) || (sign && !isSigned))
             continue;
 #endif
         if (wideValue)

@@ -1,7 +1,7 @@
 #include "ztbase/generic/list.h"
 
-#include <utility>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "ztbase/files/internal/xfile_errors.h"

@@ -19,6 +19,34 @@ namespace ZtBase {
 
 namespace detail {
 
+#if defined(_WIN32)
+// Where the standard semaphore has no futex under it (MinGW's), it can miss a release and leave a worker
+// asleep for good; a mutex and a condition variable do its one job there.
+class WakeSemaphore {
+public:
+    explicit WakeSemaphore(unsigned count) : m_count(count) {}
+    void release() {
+        {
+            std::lock_guard<std::mutex> hold(m_mutex);
+            ++m_count;
+        }
+        m_changed.notify_one();
+    }
+    void acquire() {
+        std::unique_lock<std::mutex> hold(m_mutex);
+        m_changed.wait(hold, [this] { return m_count > 0; });
+        --m_count;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    unsigned m_count = 0;
+};
+#else
+using WakeSemaphore = std::counting_semaphore<>;
+#endif
+
 // The queue with its lock, the counts that tell a worker to wait or the pool that it is idle, and the
 // stop flag: adding and stopping meet under the one lock, so a task is either queued before the stop or
 // refused.
@@ -51,7 +79,7 @@ private:
     std::atomic<bool> m_stopping{false};   // written under the lock
     unsigned m_waiting = 0;                // workers without a task (spinning or asleep)
     unsigned m_sleeping = 0;               // workers asleep, not yet woken
-    std::counting_semaphore<> m_wake{0};   // one release wakes one sleeping worker
+    WakeSemaphore m_wake{0};               // one release wakes one sleeping worker
     unsigned m_idleWatchers = 0;
     std::condition_variable m_idle;
 };

@@ -101,6 +101,13 @@ void SystemLogOpen(const char* identity) noexcept;
 void SystemLogWrite(SystemLogLevel level, const char* text, std::size_t count) noexcept;
 void SystemLogClose() noexcept;
 
+// ---- the program ----------------------------------------------------------------------------------
+// The program's arguments in UTF-8, its name first: main's own where they are bytes already, the system's
+// 16-bit command line where main's would be in an 8-bit code page.
+std::vector<std::string> ProgramArguments(int argc, char** argv);
+// Standard input and output carry bytes as they are, with no line-end translation.
+void UntranslatedStandardStreams() noexcept;
+
 // ---- environment --------------------------------------------------------------------------------
 // The value of an environment variable; false when it is not set.
 bool EnvironmentValue(const char* name, std::string& value);

@@ -79,6 +79,12 @@ void FreeAligned(void* block) noexcept {
     std::free(block);
 }
 
+std::vector<std::string> ProgramArguments(int argc, char** argv) {
+    return std::vector<std::string>(argv, argv + argc);
+}
+
+void UntranslatedStandardStreams() noexcept {}
+
 bool EnvironmentValue(const char* name, std::string& value) {
     const char* v = std::getenv(name);
     if (!v) return false;

@@ -1,4 +1,6 @@
 // Clocks, processors, the environment, the debugger sink and the event log on Windows.
+#include <fcntl.h>
+#include <io.h>
 #include <malloc.h>
 
 #include <atomic>
@@ -9,6 +11,8 @@
 
 #include "ztbase/platform/internal/platform.h"
 #include "ztbase/platform/win32/windows_api.h"
+// after windows.h
+#include <shellapi.h>
 
 namespace ZtBase::platform {
 
@@ -63,6 +67,27 @@ void* AllocateAligned(std::size_t size, std::size_t alignment) noexcept {
 
 void FreeAligned(void* block) noexcept {
     ::_aligned_free(block);
+}
+
+std::vector<std::string> ProgramArguments(int argc, char** argv) {
+    int count = 0;
+    wchar_t** wide = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+    if (!wide) return std::vector<std::string>(argv, argv + argc);
+    std::vector<std::string> result;
+    for (int i = 0; i < count; ++i) {
+        const int n = ::WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, nullptr, 0, nullptr, nullptr);
+        std::string text(n > 0 ? static_cast<std::size_t>(n) : 1u, '\0');
+        if (n > 0) ::WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, text.data(), n, nullptr, nullptr);
+        text.resize(text.size() - 1);  // the terminator
+        result.push_back(std::move(text));
+    }
+    ::LocalFree(wide);
+    return result;
+}
+
+void UntranslatedStandardStreams() noexcept {
+    ::_setmode(::_fileno(stdin), _O_BINARY);
+    ::_setmode(::_fileno(stdout), _O_BINARY);
 }
 
 bool EnvironmentValue(const char* name, std::string& value) {
