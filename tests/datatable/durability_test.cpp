@@ -38,7 +38,7 @@ struct Op {
 
 // Keys of one to three segments from a small pool, so that writes replace, subtrees are deleted and
 // indexes grow; values of very different sizes, so that dead space builds up and reorganisations run.
-std::vector<Op> MakeOps(unsigned start, int n) {
+[[maybe_unused]] std::vector<Op> MakeOps(unsigned start, int n) {
     std::mt19937 random(start);
     std::vector<Op> ops;
     for (int i = 0; i < n; ++i) {
@@ -57,7 +57,7 @@ bool Under(const std::u16string& prefix, const std::u16string& key) {
                              key[prefix.size()] == u'/');
 }
 
-void Apply(Contents& c, const Op& op) {
+[[maybe_unused]] void Apply(Contents& c, const Op& op) {
     if (!op.erase) {
         c[op.key] = op.value;
         return;

@@ -99,6 +99,35 @@ TEST(Association, PrettyPrintIndentsALongOrMultiLineValueRightAfterTheEqualsSign
     EXPECT_EQ(Narrow(CAssociation(k, Str(u"x\ny")).GetString()), "k=\"x\ny\"");
 }
 
+// Values nested through associations are indented one step a level until the lines have 80 spaces: the
+// text grows with the depth, not with its square.
+TEST(Association, IndentationStopsGrowingAtEightySpaces) {
+    const CSymbol k("k");
+    CGenericSet lines = MakeSet();
+    lines.Add(Str(std::u16string(47, u'a').c_str()));
+    lines.Add(Num(1));
+    CGeneric value = lines;
+    std::size_t lastLength = 0, lastGrowth = 0;
+    for (int depth = 1; depth <= 60; ++depth) {
+        value = CAssociation(k, value);
+        const std::string text = Narrow(value.GetPrettyPrint());
+        std::size_t widest = 0, at = 0;
+        while (at < text.size()) {
+            const std::size_t spaces = text.find_first_not_of(' ', at) - at;
+            widest = std::max(widest, spaces);
+            const std::size_t end = text.find('\n', at);
+            if (end == std::string::npos) break;
+            at = end + 1;
+        }
+        EXPECT_EQ(widest, std::min<std::size_t>(4 * depth, 80)) << "depth " << depth;
+        if (depth > 25) {
+            EXPECT_EQ(text.size() - lastLength, lastGrowth) << "depth " << depth;
+        }
+        lastGrowth = text.size() - lastLength;
+        lastLength = text.size();
+    }
+}
+
 // ---- bundles: pairs -----------------------------------------------------------------------------------
 
 TEST(AssociationBundle, SetReplacesAndMergeKeepsTheBundlesOwnValue) {

@@ -66,6 +66,10 @@ const test_support::AllocationFault kNew{[](long long n) { gCountdown = n; },
                                          [] { return gCountdown.load() <= 0; }};
 
 TEST(OperatorNewFailure, ReadingTextRaisesTheMemoryErrorAndKeepsTheValue) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "a program's operator new does not replace the one Ztbase.dll calls on Windows; the pool "
+                    "loop runs out of memory there";
+#endif
     const CUniStr text(
         u"({cat=N,agr={num=sg,per=3},words=(\"the\" \"dog\"),feats=[f1,f2,f3],w=1.5} [a=1,b=(x . z)])");
     const CUniStr expected = CGeneric::CreateFromString(text).GetString();
@@ -86,6 +90,10 @@ TEST(OperatorNewFailure, ReadingTextRaisesTheMemoryErrorAndKeepsTheValue) {
 }
 
 TEST(OperatorNewFailure, LoadingTheBinaryFormRaisesTheMemoryError) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "a program's operator new does not replace the one Ztbase.dll calls on Windows; the pool "
+                    "loop runs out of memory there";
+#endif
     const CGeneric stored = CGeneric::CreateFromString(CUniStr(u"((a b c d e f) [1,2] {k=(x y z)})"));
     CXFile file = gFileSystem.CreateRamFile(XF_BINARY);
     stored >> file;

@@ -24,14 +24,15 @@ int KeyOrder(const CSymbol& a, const CSymbol& b) {
     return x < y ? -1 : (y < x ? 1 : 0);
 }
 
-// Four spaces before the text and after every line feed in it, except one that ends it.
+// Four spaces before the text and after every line feed in it, except one that ends it, up to the
+// deepest indentation.
 CUniStr Indented(const CUniStr& text) {
     CUniStr out(u"    ");
     const unsigned n = text.Length();
     for (unsigned i = 0; i < n; ++i) {
         const unsigned short c = text[i];
         out += c;
-        if (c == kLineFeed && i + 1 < n) out += u"    ";
+        if (c == kLineFeed && i + 1 < n && !detail::FullyIndented(text, i + 1)) out += u"    ";
     }
     return out;
 }

@@ -282,7 +282,7 @@ bool FitsOnOneLine(const Pair* first, unsigned options, PrettyTexts& made) {
 
 // Indentation stops growing after this many levels, so that the text of a deeply nested list grows with
 // its size and not with the square of its depth.
-constexpr std::size_t kMaxIndentLevels = 20;
+constexpr std::size_t kMaxIndentLevels = detail::kMaxIndent / 4;
 
 void AppendIndent(CUniStr& out, std::size_t levels) {
     static const U16Literal kSpaces(
@@ -301,7 +301,7 @@ void AppendIndented(CUniStr& out, const CUniStr& text, std::size_t levels) {
     for (unsigned i = 0; i < n; ++i) {
         if (s[i] == 10 && i + 1 < n) {
             out.Append(s + start, i + 1 - start);
-            AppendIndent(out, levels);
+            if (!detail::FullyIndented(text, i + 1)) AppendIndent(out, levels);
             start = i + 1;
         }
     }

@@ -13,6 +13,18 @@ inline bool HasLineFeed(const CUniStr& text) noexcept {
     return false;
 }
 
+// Indentation stops growing at this many spaces: a line that has them already gets no more, so that the
+// text of a deeply nested value grows with its size and not with the square of its depth.
+inline constexpr unsigned kMaxIndent = 80;
+
+// Whether the line of text that starts at at begins with kMaxIndent spaces.
+inline bool FullyIndented(const CUniStr& text, unsigned at) noexcept {
+    const unsigned n = text.Length();
+    unsigned k = 0;
+    while (k < kMaxIndent && at + k < n && text[at + k] == ' ') ++k;
+    return k == kMaxIndent;
+}
+
 // open + items separated by ", " + close when that is shorter than 50 units and holds no line feed;
 // otherwise open and a line feed, each item followed by ", " when another follows and a line feed, then
 // close and a line feed. Each item is printed once by the caller.
