@@ -18,8 +18,9 @@ wine64=/usr/lib/wine/wine64
 # Tests that do not hold on Windows yet, each with its reason:
 #   LogFile.*: the tests read the log file while the log holds it for exclusive use, which Windows refuses;
 #   SocketFile.APeerThatVanishesGivesErrorsNotAHang: a reset peer reads as an orderly end under Wine;
-#   TaskManager.ProducersRacingIdleWaitsAndTheStop: sometimes never ends under Wine (not yet understood).
-not_yet='^(LogFile\.|SocketFile\.APeerThatVanishesGivesErrorsNotAHang$|TaskManager\.ProducersRacingIdleWaitsAndTheStop$)'
+#   TaskManager.ProducersRacingIdleWaitsAndTheStop and MemoryPoolDeathTest.*: sometimes never end under
+#   Wine (not yet understood).
+not_yet='^(LogFile\.|SocketFile\.APeerThatVanishesGivesErrorsNotAHang$|TaskManager\.ProducersRacingIdleWaitsAndTheStop$|MemoryPoolDeathTest\.)'
 
 rm -rf build-win64 build-win32
 mkdir -p build-win64
