@@ -27,7 +27,8 @@ mkdir -p build-win64
 cmake -S . -B build-win64 -G Ninja --toolchain cmake/toolchains/mingw-w64-x86_64.cmake \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZTBASE_WERROR=ON -DZTBASE_BENCH=OFF
 cmake --build build-win64 -j"$(nproc)"
-/usr/lib/wine/wineserver -p  # one Wine server for every test program, not one each
+# One Wine server for every test program, not one each: a speed-up only, so its failure is no failure.
+/usr/lib/wine/wineserver -p || true
 trap '/usr/lib/wine/wineserver -k || true' EXIT
 ctest --test-dir build-win64 --output-on-failure -j"$(nproc)" -E "$not_yet"
 
