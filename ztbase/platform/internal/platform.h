@@ -3,6 +3,7 @@
 // instead of any system header.
 #pragma once
 
+#include <cerrno>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -116,15 +117,17 @@ bool EnvironmentValue(const char* name, std::string& value);
 // The separator of native paths, and whether a native path may start with a drive ("C:\\x") or a server
 // and share ("\\\\server\\share\\x").
 // kMappedFilesStayPut: a file mapped anywhere cannot be replaced or deleted by name until every view of
-// it is gone.
+// it is gone. kInvalidArgumentError: the system's error number for an argument it refuses.
 #if defined(_WIN32)
 inline constexpr char kNativeSeparator = '\\';
 inline constexpr bool kNativeDrives = true;
 inline constexpr bool kMappedFilesStayPut = true;
+inline constexpr int kInvalidArgumentError = 87;  // ERROR_INVALID_PARAMETER
 #else
 inline constexpr char kNativeSeparator = '/';
 inline constexpr bool kNativeDrives = false;
 inline constexpr bool kMappedFilesStayPut = false;
+inline constexpr int kInvalidArgumentError = EINVAL;
 #endif
 
 // ---- files ------------------------------------------------------------------------------------

@@ -259,30 +259,6 @@ bool SyncFile(FileId file, int& error) noexcept {
     return error == EINVAL || error == EROFS;
 }
 
-bool PrepareMapping(FileId file, std::size_t length, bool write, int& error) noexcept {
-    const long long size = FileSizeOf(file, error);
-    if (size < 0) return false;
-    const auto wanted = static_cast<long long>(length);
-    if (length == 0 || wanted < 0 || (!write && wanted > size)) {
-        error = EINVAL;
-        return false;
-    }
-    return wanted <= size || TruncateFile(file, wanted, error);
-}
-
-void* MapFile(FileId file, std::size_t length, bool write, int& error) noexcept {
-    return gSystemCalls.map(file, length, write, error);
-}
-
-void UnmapFile(void* view, std::size_t length) noexcept {
-    if (view) gSystemCalls.unmap(view, length);
-}
-
-bool SyncMappedFile(FileId file, void* view, std::size_t length, int& error) noexcept {
-    if (view && !gSystemCalls.syncMapping(view, length, error)) return false;
-    return SyncFile(file, error);
-}
-
 namespace {
 // A zero-length range locks nothing (a length of zero would mean "to the end and beyond" to fcntl).
 bool SetRangeLock(FileId file, short type, long long offset, long long length, int& error) {

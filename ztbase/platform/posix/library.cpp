@@ -7,14 +7,6 @@
 
 namespace ZtBase::platform {
 
-void* OpenLibrary(const char* path, std::string& error) noexcept {
-    try {
-        return gSystemCalls.openLibrary(path, error);
-    } catch (...) {
-        return nullptr;
-    }
-}
-
 void* LibrarySymbol(void* library, const char* name) noexcept {
     return library ? ::dlsym(library, name) : nullptr;
 }

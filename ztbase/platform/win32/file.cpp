@@ -105,33 +105,10 @@ bool SyncFile(FileId file, int& error) noexcept {
     return error == ERROR_INVALID_HANDLE || error == ERROR_INVALID_FUNCTION;
 }
 
-bool PrepareMapping(FileId file, std::size_t length, bool write, int& error) noexcept {
-    const long long size = FileSizeOf(file, error);
-    if (size < 0) return false;
-    const auto wanted = static_cast<long long>(length);
-    if (length == 0 || wanted < 0 || (!write && wanted > size)) {
-        error = ERROR_INVALID_PARAMETER;
-        return false;
-    }
-    return wanted <= size || TruncateFile(file, wanted, error);
-}
-
-void* MapFile(FileId file, std::size_t length, bool write, int& error) noexcept {
-    return gSystemCalls.map(file, length, write, error);
-}
-
-void UnmapFile(void* view, std::size_t length) noexcept {
-    if (view) gSystemCalls.unmap(view, length);
-}
-
-bool SyncMappedFile(FileId file, void* view, std::size_t length, int& error) noexcept {
-    if (view && !gSystemCalls.syncMapping(view, length, error)) return false;
-    return SyncFile(file, error);
-}
-
 // Locks belong to the handle; a range another handle holds is refused at once. A zero-length range locks
 // nothing.
-bool LockFileRange(FileId file, long long offset, long long length, int& error) noexcept {
+namespace {
+bool SetRangeLock(FileId file, bool lock, long long offset, long long length, int& error) {
     if (offset < 0 || length < 0) {
         error = ERROR_INVALID_PARAMETER;
         return false;
@@ -139,22 +116,20 @@ bool LockFileRange(FileId file, long long offset, long long length, int& error) 
     if (length == 0) return true;
     const auto o = static_cast<unsigned long long>(offset);
     const auto n = static_cast<unsigned long long>(length);
-    if (::LockFile(HandleOf(file), DWORD(o), DWORD(o >> 32), DWORD(n), DWORD(n >> 32))) return true;
+    const BOOL done = lock ? ::LockFile(HandleOf(file), DWORD(o), DWORD(o >> 32), DWORD(n), DWORD(n >> 32))
+                           : ::UnlockFile(HandleOf(file), DWORD(o), DWORD(o >> 32), DWORD(n), DWORD(n >> 32));
+    if (done) return true;
     error = LastError();
     return false;
+}
+}  // namespace
+
+bool LockFileRange(FileId file, long long offset, long long length, int& error) noexcept {
+    return SetRangeLock(file, true, offset, length, error);
 }
 
 bool UnlockFileRange(FileId file, long long offset, long long length, int& error) noexcept {
-    if (offset < 0 || length < 0) {
-        error = ERROR_INVALID_PARAMETER;
-        return false;
-    }
-    if (length == 0) return true;
-    const auto o = static_cast<unsigned long long>(offset);
-    const auto n = static_cast<unsigned long long>(length);
-    if (::UnlockFile(HandleOf(file), DWORD(o), DWORD(o >> 32), DWORD(n), DWORD(n >> 32))) return true;
-    error = LastError();
-    return false;
+    return SetRangeLock(file, false, offset, length, error);
 }
 
 std::string ErrorText(int error) {

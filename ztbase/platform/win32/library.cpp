@@ -6,14 +6,6 @@
 
 namespace ZtBase::platform {
 
-void* OpenLibrary(const char* path, std::string& error) noexcept {
-    try {
-        return gSystemCalls.openLibrary(path, error);
-    } catch (...) {
-        return nullptr;
-    }
-}
-
 void* LibrarySymbol(void* library, const char* name) noexcept {
     return library ? reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(library), name)) : nullptr;
 }
