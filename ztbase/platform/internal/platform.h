@@ -117,17 +117,23 @@ bool EnvironmentValue(const char* name, std::string& value);
 // The separator of native paths, and whether a native path may start with a drive ("C:\\x") or a server
 // and share ("\\\\server\\share\\x").
 // kMappedFilesStayPut: a file mapped anywhere cannot be replaced or deleted by name until every view of
-// it is gone. kInvalidArgumentError: the system's error number for an argument it refuses.
+// it is gone. kInvalidArgumentError: the system's error number for an argument it refuses;
+// kInterruptedError for a call a signal cut short, to be made again (none on Windows); kWriteFaultError for
+// a write that took nothing.
 #if defined(_WIN32)
 inline constexpr char kNativeSeparator = '\\';
 inline constexpr bool kNativeDrives = true;
 inline constexpr bool kMappedFilesStayPut = true;
 inline constexpr int kInvalidArgumentError = 87;  // ERROR_INVALID_PARAMETER
+inline constexpr int kInterruptedError = -1;      // no such error number
+inline constexpr int kWriteFaultError = 29;       // ERROR_WRITE_FAULT
 #else
 inline constexpr char kNativeSeparator = '/';
 inline constexpr bool kNativeDrives = false;
 inline constexpr bool kMappedFilesStayPut = false;
 inline constexpr int kInvalidArgumentError = EINVAL;
+inline constexpr int kInterruptedError = EINTR;
+inline constexpr int kWriteFaultError = EIO;
 #endif
 
 // ---- files ------------------------------------------------------------------------------------

@@ -190,39 +190,6 @@ void CloseFile(FileId file) noexcept {
     }
 }
 
-long long ReadFile(FileId file, void* buffer, std::size_t count, int& error) noexcept {
-    char* out = static_cast<char*>(buffer);
-    std::size_t done = 0;
-    while (done < count) {
-        const long long n = gSystemCalls.read(file, out + done, count - done, error);
-        if (n < 0) {
-            if (error == EINTR) continue;
-            return -1;
-        }
-        if (n == 0) break;
-        done += static_cast<std::size_t>(n);
-    }
-    return static_cast<long long>(done);
-}
-
-long long WriteFile(FileId file, const void* buffer, std::size_t count, int& error) noexcept {
-    const char* in = static_cast<const char*>(buffer);
-    std::size_t done = 0;
-    while (done < count) {
-        const long long n = gSystemCalls.write(file, in + done, count - done, error);
-        if (n < 0) {
-            if (error == EINTR) continue;
-            return -1;
-        }
-        if (n == 0) {
-            error = EIO;
-            return -1;
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    return static_cast<long long>(done);
-}
-
 long long SeekFile(FileId file, long long offset, SeekFrom from, int& error) noexcept {
     const int whence = from == SeekFrom::kBegin ? SEEK_SET : from == SeekFrom::kCurrent ? SEEK_CUR : SEEK_END;
     const off_t result = ::lseek(file, static_cast<off_t>(offset), whence);
@@ -240,17 +207,6 @@ long long FileSizeOf(FileId file, int& error) noexcept {
         return -1;
     }
     return static_cast<long long>(st.st_size);
-}
-
-bool TruncateFile(FileId file, long long length, int& error) noexcept {
-    if (length < 0) {
-        error = EINVAL;
-        return false;
-    }
-    for (;;) {
-        if (gSystemCalls.truncate(file, length, error)) return true;
-        if (error != EINTR) return false;
-    }
 }
 
 bool SyncFile(FileId file, int& error) noexcept {

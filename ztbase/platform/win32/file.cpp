@@ -42,33 +42,6 @@ void CloseFile(FileId file) noexcept {
     if (file != kNoFile) gSystemCalls.close(file);
 }
 
-long long ReadFile(FileId file, void* buffer, std::size_t count, int& error) noexcept {
-    char* out = static_cast<char*>(buffer);
-    std::size_t done = 0;
-    while (done < count) {
-        const long long n = gSystemCalls.read(file, out + done, count - done, error);
-        if (n < 0) return -1;
-        if (n == 0) break;
-        done += static_cast<std::size_t>(n);
-    }
-    return static_cast<long long>(done);
-}
-
-long long WriteFile(FileId file, const void* buffer, std::size_t count, int& error) noexcept {
-    const char* in = static_cast<const char*>(buffer);
-    std::size_t done = 0;
-    while (done < count) {
-        const long long n = gSystemCalls.write(file, in + done, count - done, error);
-        if (n < 0) return -1;
-        if (n == 0) {
-            error = ERROR_WRITE_FAULT;
-            return -1;
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    return static_cast<long long>(done);
-}
-
 long long SeekFile(FileId file, long long offset, SeekFrom from, int& error) noexcept {
     const DWORD method = from == SeekFrom::kBegin     ? FILE_BEGIN
                          : from == SeekFrom::kCurrent ? FILE_CURRENT
@@ -89,14 +62,6 @@ long long FileSizeOf(FileId file, int& error) noexcept {
         return -1;
     }
     return size.QuadPart;
-}
-
-bool TruncateFile(FileId file, long long length, int& error) noexcept {
-    if (length < 0) {
-        error = ERROR_INVALID_PARAMETER;
-        return false;
-    }
-    return gSystemCalls.truncate(file, length, error);
 }
 
 bool SyncFile(FileId file, int& error) noexcept {
